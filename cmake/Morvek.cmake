@@ -1,0 +1,36 @@
+# morvek_add_library(NAME DIR <folder> [DEPENDS targets...] [PRIVATE_DEPENDS targets...])
+# One static library per subsystem folder: every .cpp in the folder (not in sub folders of
+# their own target) is part of it, and the folder above src/ is the include root.
+function(morvek_add_library name)
+  cmake_parse_arguments(ARG "" "DIR" "DEPENDS;PRIVATE_DEPENDS;SUBDIRS" ${ARGN})
+  set(globs ${ARG_DIR}/*.cpp)
+  foreach(sub IN LISTS ARG_SUBDIRS)
+    list(APPEND globs ${ARG_DIR}/${sub}/*.cpp)
+  endforeach()
+  file(GLOB sources CONFIGURE_DEPENDS ${globs})
+  if(NOT sources)
+    # A folder with headers only so far.
+    add_library(${name} INTERFACE)
+    target_include_directories(${name} INTERFACE ${PROJECT_SOURCE_DIR}/src ${PROJECT_BINARY_DIR}/generated)
+    target_link_libraries(${name} INTERFACE ${ARG_DEPENDS})
+    return()
+  endif()
+  add_library(${name} STATIC ${sources})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_BINARY_DIR}/generated)
+  target_link_libraries(${name} PUBLIC ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE_DEPENDS})
+endfunction()
+
+# morvek_add_test_suite(NAME DIR <folder> DEPENDS targets...)
+# One GoogleTest executable per tests/ sub folder, each test registered with CTest.
+function(morvek_add_test_suite name)
+  cmake_parse_arguments(ARG "" "DIR" "DEPENDS" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${ARG_DIR}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name} ${sources})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} GTest::gtest GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+    PROPERTIES ENVIRONMENT "MORVEK_HOME=${CMAKE_CURRENT_BINARY_DIR}/home-${name}")
+endfunction()

@@ -17,7 +17,7 @@ public:
     virtual ~_RefCounted() = default;
 
     void addRef() const noexcept { ++refCount_; }
-    void release() const noexcept {
+    void dropRef() const noexcept {
         if (--refCount_ == 0) delete this;
     }
     Count refCount() const noexcept { return refCount_; }
@@ -50,7 +50,7 @@ public:
     template <typename U>
     SharedRef(SharedRef<U>&& o) noexcept : p_(o.detach()) {}
     ~SharedRef() {
-        if (p_) p_->release();
+        if (p_) p_->dropRef();
     }
 
     SharedRef& operator=(SharedRef o) noexcept {

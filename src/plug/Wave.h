@@ -4,10 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "lib/ByteReader.h"
 #include "lib/RefCounted.h"
 #include "plug/SoundItem.h"
 
 namespace ZnPlug {
+
+class RiffSink;
 
 // Planar 32-bit float samples with 64 zero guard frames around every channel, so that the
 // interpolators may read up to 64 frames past either end without a test. One allocation of
@@ -103,6 +106,7 @@ enum WaveFormat : uint32_t {
     kFormatYamaha = 0x59414D41,   // "YAMA"
     kFormatRex = 0x52455832,      // "REX2"
     kFormatOgg = 0x4F474756,      // "OGGV"
+    kFormatFlac = 0x464C4143,     // "FLAC"
     kFormatUnknown = 0x554E4B4E,  // "UNKN": not loaded, or no backing file
 };
 
@@ -116,8 +120,14 @@ public:
     Wave(SampleBuffer&& samples, uint32_t sampleRate, uint8_t bits, uint8_t sampleType, uint32_t format,
          uint8_t root = 255, int8_t fine = 0, float tempo = 0,
          ZnLib::SharedRef<ZnLib::RefCounted> container = {}, uint32_t containerIndex = 0xFFFFFFFFu);
+    // A whole RIFF WAVE image, as a bank or state chunk embeds it: read, normalizeRoot, and the
+    // info taken as the file's. Throws what the WAV reader throws, unwrapped.
+    Wave(const std::string& name, ZnLib::ByteReader riff);
+    // Deep copy of the samples; container and peaks shared.
     Wave(const Wave& o);
+    // Takes samples and peaks; the source keeps the shared empty buffer.
     Wave(Wave&& o) noexcept;
+    Wave& operator=(const Wave&) = delete;
 
     // The shared "<none>" wave that splits without a sample point at. Never modified.
     static Wave* none();
@@ -159,6 +169,17 @@ public:
     std::size_t memoryUsage() const { return memUsage(); }
 
     bool operator==(const Wave& o) const;
+
+    // [ui-thread] Reads the file named by the item's path, whatever its format; on failure
+    // "Could not load " + path with the cause nested, and format stays "UNKN".
+    void load();
+    // [ui-thread] Writes a RIFF WAVE file through a temporary name beside the target, then
+    // replaces it; the wave now belongs to that file. "Could not save <name> as <path>" on failure.
+    void saveAs(const std::string& path);
+    void save() { saveAs(file().path()); }
+    // [ui-thread] The whole RIFF WAVE image, for embedding in a state chunk. Throws "Bad format"
+    // for an invalid sampleType, before anything is written.
+    void writeRiff(RiffSink& sink) const;
 
 private:
     SampleBuffer samples_;

@@ -1,0 +1,200 @@
+#pragma once
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "engine/Channel.h"
+#include "engine/EffectBuses.h"
+#include "engine/EngineSettings.h"
+#include "engine/MidiListener.h"
+#include "engine/OutputMeter.h"
+#include "engine/RouteTable.h"
+#include "engine/Voice.h"
+#include "engine/VoiceLanes.h"
+#include "model/Bank.h"
+#include "plug/AudioPlugin.h"
+
+namespace MV {
+
+// The engine: the one object that is the plug-in. It is the live bank, and owns the channel
+// records, the voice pool, the event queue, the FX bus buffers and the meters. One host audio
+// call becomes one `process`: events split the block sample-accurately, voices render between
+// them, and the FX buses run for each segment.
+//
+// Threads: the host's audio thread enters through process / processEvents with the main lock
+// held by the frame; the UI thread edits the bank under the same lock. Automation cells are
+// written without a lock.
+class Morvek : public ZnPlug::AudioPlugin, public Bank {
+public:
+    static constexpr int kVoices = 128;
+    static constexpr int kChannels = 17;  // 16 MIDI channels and the record they all fall back to
+    static constexpr int kAutomationCells = 128;
+    static constexpr std::size_t kEventReserve = 1024;
+
+    // Both bases are reference counted; the plug-in's count is the one that owns the engine.
+    using ZnPlug::AudioPlugin::addRef;
+    using ZnPlug::AudioPlugin::refCount;
+    using ZnPlug::AudioPlugin::dropRef;
+    // The progress reports of a load keep their names beside the audio call's process().
+    using ProcessCallbacks::process;
+
+    // [ui-thread] Builds the engine with a default performance "New Performance" holding one slot
+    // on channel 1 with a "New Program".
+    explicit Morvek(const EngineSettings& settings = {});
+    ~Morvek() override;
+
+    // ---- AudioPlugin ----
+    // [ui-thread] [main-lock] The first 8 pins are stereo pairs only; the last 8 may be mono.
+    bool checkOutputBus(ZnPlug::BusInfo& bus) override;
+    // [ui-thread] [main-lock] Inputs are always one stereo pair.
+    bool checkInputBus(ZnPlug::BusInfo& bus) override;
+    // [any-thread] [main-lock] After a change of rate, block size or bypass.
+    void reconfigure() override;
+    // [ui-thread] [main-lock] Output buses changed: the named outputs follow.
+    void outputsChanged() override;
+    // [any-thread] [lock-free] Writes an automation cell (index < 128) and counts the move.
+    void setParameter(int32_t index, float value) override;
+    float getParameter(int32_t index) override;
+    // [audio-thread] [main-lock] One block; see the class comment.
+    void process(const float* const* inputs, float* const* outputs, int32_t count) override;
+    // [audio-thread] [main-lock] Appends to the queue, re-sorting (stably) when out of order.
+    void processEvents(const ZnPlug::MidiEvent* events, int32_t count) override;
+    // [ui-thread] The performances as the host's program list.
+    int32_t programCount() override;
+    // [any-thread] [takes-main-lock] Switches performance: stops the old buses' units, prepares
+    // the new ones. Voices already playing go on.
+    void setProgram(int32_t index) override;
+    int32_t currentProgram() override;
+    void setProgramName(int32_t index, const std::string& name) override;
+    std::string programName(int32_t index) override;
+    // [ui-thread] The program slots of the current performance as channel records.
+    int32_t midiChannelCount() override;
+    uint8_t midiChannelOf(int32_t channelIndex) override;
+    std::string channelProgramName(int32_t channelIndex) override;
+    int32_t channelProgram(int32_t channelIndex) override;
+    // [ui-thread] The bank's programs as the MIDI program list.
+    int32_t midiProgramCount() override;
+    std::string midiProgramName(int32_t index) override;
+    void setMidiProgramName(int32_t index, const std::string& name) override;
+
+    // ---- what the interface calls ----
+    // [ui-thread] [takes-main-lock] A note at offset 0 of the next block (keys and velocities
+    // below 128 only), queued before the first event with a larger offset.
+    void noteOn(uint8_t channel, uint8_t key, uint8_t velocity);
+    void noteOff(uint8_t channel, uint8_t key);
+    // [ui-thread] [takes-main-lock] All sound off / all notes off on a channel (16 all).
+    void soundOff(uint8_t channel);
+    void notesOff(uint8_t channel);
+    // [ui-thread] [main-lock] Silences every voice that reads the item, before it may be freed.
+    void killVoices(const Program* program);
+    void killVoices(const Group* group);
+    void killVoices(const ZnPlug::Wave* wave);
+    void killVoices(const WaveMatrix* matrix);
+    void killVoices(const ProgramSlot* slot);
+    void killVoices(const Performance* performance);
+    void killAllVoices();
+
+    // [ui-thread] [main-lock] Listeners and taps are called in registration order.
+    void addMidiListener(MidiListener* listener);
+    void removeMidiListener(MidiListener* listener);
+    void addAudioTap(AudioTap* tap);
+    void removeAudioTap(AudioTap* tap);
+
+    // [audio-thread] The engine whose block is running on this thread, or null.
+    static Morvek* current() noexcept;
+
+    // ---- state for the voices, the interface and tests ----
+    struct AutomationCell {
+        float value = 0;
+        float delta = 0;
+    };
+
+    const EngineSettings& settings() const noexcept { return settings_; }
+    Performance& performance() noexcept { return *currentPerformance; }
+    Channel& channel(int index) noexcept { return channels_[std::size_t(index)]; }
+    Voice& voice(int index) noexcept { return voices_[std::size_t(index)]; }
+    Voice& probeVoice() noexcept { return probe_; }
+    int poolEnd() const noexcept { return pool_end_; }
+    uint32_t noteCounter() const noexcept { return note_counter_; }
+    const std::vector<ZnPlug::MidiEvent>& eventQueue() const noexcept { return queue_; }
+    const AutomationCell& automation(int index) const noexcept { return automation_[std::size_t(index)]; }
+    // Defaults against which an automation move is measured.
+    void setAutomationDefault(int index, float value) noexcept { automationDefaults_[std::size_t(index)] = value; }
+    int32_t automationMoved() const noexcept { return automation_moved_; }
+    const OutputMeter& meter(int pin) const noexcept { return meters_[std::size_t(pin)]; }
+    const RouteTable& routes() const noexcept { return routes_; }
+    EffectBuses& effectBuses() noexcept { return buses_; }
+    uint8_t interpolationOverride() const noexcept { return interpolation_override_; }
+    float lastRandom() const noexcept { return last_random_; }
+    // [audio-thread] [main-lock] Draws the next random number into lastRandom().
+    float drawRandom() noexcept;
+    void setRandomSeed(int32_t seed) noexcept { rng_state_ = seed; }
+
+    // The lanes of the voice that is rendering.
+    VoiceLanes& lanes() noexcept { return lanes_; }
+
+    // ---- note handling (MorvekNotes.cpp) ----
+    // [audio-thread] [main-lock] Note on through every slot listening on the event's channel;
+    // true when a voice started. A release trigger fires the groups in "Release" mode.
+    bool noteOn(const ZnPlug::MidiEvent& event, bool isRelease);
+    // [audio-thread] [main-lock] Releases the voices of the key, then fires the release groups.
+    void noteOff(const ZnPlug::MidiEvent& event);
+    // [audio-thread] [main-lock] Controller change: stores it, then what the fixed controllers do.
+    void controller(const ZnPlug::MidiEvent& event);
+    // [audio-thread] [main-lock] Key released: returns a mono voice to a held key, or lets the
+    // voice enter its release (unless a pedal holds it).
+    void releaseVoice(Voice& voice);
+    // [audio-thread] [main-lock] The voice a new note of this slot and group takes.
+    Voice* pickVoice(const Program& program, const Group& group, const ProgramSlot& slot);
+    // [audio-thread] [main-lock] The first idle voice below pool_end, else the one at pool_end
+    // (which grows); null when the pool is full. The takeover of a playing voice copies it here.
+    Voice* findFreeVoice() noexcept;
+
+protected:
+    // [any-thread] [main-lock] The editor's shell is told that the current performance changed.
+    virtual void performanceChanged();
+    // [audio-thread] [main-lock] The voice at pool_end, which grows by one; null when the pool
+    // is full.
+    Voice* claimVoice() noexcept { return pool_end_ < kVoices ? &voices_[std::size_t(pool_end_++)] : nullptr; }
+    // [audio-thread] [main-lock] The age number of a newly started note.
+    uint32_t nextNoteNumber() noexcept { return ++note_counter_; }
+
+private:
+    // Renders every playing voice for n samples from `offset`, then moves the transport on.
+    void renderVoices(int32_t offset, int32_t n);
+    // Dispatches one event; sets `end` and `pendingProgram` for a program change that must wait.
+    bool dispatch(const ZnPlug::MidiEvent& event, int32_t& end, int32_t& pendingProgram);
+    void programChange(const ZnPlug::MidiEvent& event, int32_t& end, int32_t& pendingProgram);
+    void refreshRoutes();
+    void queueEvent(const ZnPlug::MidiEvent& event);
+    template <typename Pred>
+    void killVoicesIf(Pred pred) {
+        for (Voice& v : voices_)
+            if (!v.idle() && pred(v)) v.kill();
+    }
+    int32_t performanceIndex(const Performance* performance) const;
+
+    VoiceLanes lanes_;
+    EngineSettings settings_;
+    std::array<float, kAutomationCells> automationDefaults_{};
+    std::array<Channel, kChannels> channels_;
+    std::array<Voice, kVoices> voices_{};
+    Voice probe_;
+    int pool_end_ = 0;
+    uint32_t note_counter_ = 0;
+    std::array<OutputMeter, 16> meters_{};
+    std::vector<ZnPlug::MidiEvent> queue_;
+    std::array<AutomationCell, kAutomationCells> automation_{};
+    int32_t automation_moved_ = 0;
+    std::array<float*, 16> outputBuffers_{};
+    EffectBuses buses_;
+    RouteTable routes_;
+    int32_t rng_state_ = 1;
+    float last_random_ = 0;
+    std::vector<MidiListener*> listeners_;
+    std::vector<AudioTap*> taps_;
+    uint8_t interpolation_override_ = 0;
+};
+
+}  // namespace MV

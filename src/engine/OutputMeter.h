@@ -1,0 +1,32 @@
+#pragma once
+#include <cmath>
+#include <cstdint>
+
+namespace MV {
+
+// Level of one output pin for the editor: the block's peak, a peak hold that keeps the highest
+// value for about a second and then falls, and a falling bar that decays by 20 dB per second.
+struct OutputMeter {
+    float peak = 0;
+    float hold = 0;
+    float fall = 0;
+    int32_t holdLeftSamples = 0;
+
+    // [audio-thread] [main-lock]
+    void update(const float* samples, int32_t count, double sampleRate) {
+        float p = 0;
+        for (int32_t i = 0; i < count; ++i) p = std::fmax(p, std::fabs(samples[i]));
+        peak = p;
+        // 20 dB per second: a factor of 0.1 per sampleRate samples.
+        const float decay = float(std::pow(0.1, double(count) / sampleRate));
+        fall = std::fmax(p, fall * decay);
+        if (p >= hold) {
+            hold = p;
+            holdLeftSamples = int32_t(sampleRate);
+        } else if ((holdLeftSamples -= count) <= 0) {
+            hold = std::fmax(p, hold * decay);
+        }
+    }
+};
+
+}  // namespace MV

@@ -1,0 +1,39 @@
+#pragma once
+#include <array>
+#include <cstddef>
+
+namespace MV {
+
+// The control lanes of the voice that is rendering, and its work buffers. One set lives in the
+// engine and is shared by all voices, since only one voice renders at a time.
+struct VoiceLanes {
+    static constexpr std::size_t kLength = 256;
+    enum Lane : std::size_t {
+        kAmp,
+        kPitchRatio,
+        kFilterFreq,
+        kFilterRes,
+        kFilterDrive,
+        kLoopStart,
+        kLoopEnd,
+        kLoopDir,
+        kPan,
+        kVolume,
+        kInsert1,
+        kInsert2,
+        kSend1,
+        kSend2,
+        kSend3,
+        kLaneCount
+    };
+
+    float* lane(Lane l) noexcept { return lanes[l].data(); }
+
+    alignas(64) std::array<std::array<float, kLength>, kLaneCount> lanes{};
+    // Two channels each: the raw voice signal, the filter output and the insert output.
+    alignas(64) std::array<std::array<float, kLength>, 2> raw{};
+    alignas(64) std::array<std::array<float, kLength>, 2> filtered{};
+    alignas(64) std::array<std::array<float, kLength>, 2> inserted{};
+};
+
+}  // namespace MV

@@ -1,0 +1,227 @@
+#pragma once
+// Builders of small wave files in memory, and a scratch folder, for the reader and writer tests.
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "lib/ByteReader.h"
+#include "lib/Error.h"
+#include "lib/TempFile.h"
+#include "plug/Wave.h"
+#include "plug/WaveReader.h"
+
+namespace WaveTestFiles {
+
+struct Bytes {
+    std::vector<uint8_t> v;
+
+    Bytes& u8(unsigned x) {
+        v.push_back(uint8_t(x));
+        return *this;
+    }
+    Bytes& le16(unsigned x) { return u8(x).u8(x >> 8); }
+    Bytes& le24(uint32_t x) { return u8(x).u8(x >> 8).u8(x >> 16); }
+    Bytes& le32(uint32_t x) { return le16(x & 0xFFFF).le16(x >> 16); }
+    Bytes& be16(unsigned x) { return u8(x >> 8).u8(x); }
+    Bytes& be32(uint32_t x) { return be16(x >> 16).be16(x & 0xFFFF); }
+    Bytes& f32le(float f) {
+        uint32_t u;
+        std::memcpy(&u, &f, 4);
+        return le32(u);
+    }
+    Bytes& f64le(double d) {
+        uint64_t u;
+        std::memcpy(&u, &d, 8);
+        return le32(uint32_t(u)).le32(uint32_t(u >> 32));
+    }
+    Bytes& f32be(float f) {
+        uint32_t u;
+        std::memcpy(&u, &f, 4);
+        return be32(u);
+    }
+    Bytes& f64be(double d) {
+        uint64_t u;
+        std::memcpy(&u, &d, 8);
+        return be32(uint32_t(u >> 32)).be32(uint32_t(u));
+    }
+    Bytes& text(const std::string& s) {
+        v.insert(v.end(), s.begin(), s.end());
+        return *this;
+    }
+    Bytes& zeros(std::size_t n) {
+        v.insert(v.end(), n, 0);
+        return *this;
+    }
+    Bytes& add(const Bytes& b) {
+        v.insert(v.end(), b.v.begin(), b.v.end());
+        return *this;
+    }
+    std::size_t size() const { return v.size(); }
+    ZnLib::ByteReader reader() const { return ZnLib::ByteReader(v.data(), v.size()); }
+};
+
+// A RIFF chunk: id, little-endian size, data, pad byte when odd.
+inline Bytes riffChunk(const std::string& id, const Bytes& data) {
+    Bytes b;
+    b.text(id).le32(uint32_t(data.size())).add(data);
+    if (data.size() & 1) b.u8(0);
+    return b;
+}
+
+inline Bytes riffFile(const std::vector<Bytes>& chunks) {
+    Bytes body;
+    body.text("WAVE");
+    for (const Bytes& c : chunks) body.add(c);
+    Bytes b;
+    b.text("RIFF").le32(uint32_t(body.size())).add(body);
+    return b;
+}
+
+inline Bytes fmtChunk(unsigned tag, unsigned channels, uint32_t rate, unsigned bits) {
+    Bytes d;
+    d.le16(tag).le16(channels).le32(rate).le32(rate * channels * bits / 8).le16(channels * bits / 8).le16(bits);
+    return riffChunk("fmt ", d);
+}
+
+// WAVE_FORMAT_EXTENSIBLE with the sub-format's tag in the GUID's first two bytes.
+inline Bytes extensibleFmt(unsigned channels, uint32_t rate, unsigned bits, unsigned validBits, unsigned subTag,
+                           unsigned cbSize = 22) {
+    Bytes d;
+    d.le16(0xFFFE).le16(channels).le32(rate).le32(rate * channels * bits / 8).le16(channels * bits / 8).le16(bits);
+    d.le16(cbSize).le16(validBits).le32(0).le16(subTag).zeros(14);
+    return riffChunk("fmt ", d);
+}
+
+// An AIFF chunk: id, big-endian size, data, pad byte when odd.
+inline Bytes aiffChunk(const std::string& id, const Bytes& data) {
+    Bytes b;
+    b.text(id).be32(uint32_t(data.size())).add(data);
+    if (data.size() & 1) b.u8(0);
+    return b;
+}
+
+inline Bytes aiffFile(const std::string& formType, const std::vector<Bytes>& chunks) {
+    Bytes body;
+    body.text(formType);
+    for (const Bytes& c : chunks) body.add(c);
+    Bytes b;
+    b.text("FORM").be32(uint32_t(body.size())).add(body);
+    return b;
+}
+
+// 80-bit IEEE extended, big-endian, of a non-negative value.
+inline Bytes extended80(double value) {
+    Bytes b;
+    if (value == 0) return b.zeros(10);
+    int exp = 0;
+    double m = std::frexp(value, &exp);  // value = m * 2^exp, 0.5 <= m < 1
+    uint64_t mantissa = uint64_t(std::ldexp(m, 64));
+    b.be16(unsigned(exp - 1 + 16383));
+    b.be32(uint32_t(mantissa >> 32)).be32(uint32_t(mantissa));
+    return b;
+}
+
+inline Bytes commChunk(unsigned channels, uint32_t frames, unsigned bits, double rate) {
+    Bytes d;
+    d.be16(channels).be32(frames).be16(bits).add(extended80(rate));
+    return aiffChunk("COMM", d);
+}
+
+inline Bytes aifcComm(unsigned channels, uint32_t frames, unsigned bits, double rate, const std::string& compression,
+                      const std::string& name) {
+    Bytes d;
+    d.be16(channels).be32(frames).be16(bits).add(extended80(rate)).text(compression);
+    d.u8(unsigned(name.size())).text(name);
+    if ((name.size() + 1) & 1) d.u8(0);
+    return aiffChunk("COMM", d);
+}
+
+inline Bytes ssndChunk(const Bytes& samples) {
+    Bytes d;
+    d.be32(0).be32(0).add(samples);
+    return aiffChunk("SSND", d);
+}
+
+inline Bytes fverChunk(uint32_t version = 0xA2805140) { return aiffChunk("FVER", Bytes().be32(version)); }
+
+// A folder of its own under the temporary folder, removed with everything in it.
+class ScratchDir {
+public:
+    ScratchDir() {
+        std::string pattern = ZnLib::TempFile::folder() + "/wavetest-XXXXXX";
+        std::vector<char> buf(pattern.begin(), pattern.end());
+        buf.push_back('\0');
+        path_ = ::mkdtemp(buf.data()) ? std::string(buf.data()) : std::string();
+    }
+    ~ScratchDir() {
+        std::error_code ec;
+        std::filesystem::remove_all(path_, ec);
+    }
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+inline void writeFile(const std::string& path, const Bytes& b) {
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(b.v.data()), std::streamsize(b.size()));
+}
+
+inline Bytes readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    Bytes b;
+    b.v.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return b;
+}
+
+// Reads bytes as a file's content would be, with the root normalised as after a load.
+inline ZnPlug::Wave decode(const Bytes& b) {
+    ZnPlug::Wave w;
+    ZnPlug::WaveReader::read(b.reader(), w);
+    w.normalizeRoot();
+    return w;
+}
+
+// The text of the failure of decoding `b`, or "" when it succeeds.
+inline std::string decodeError(const Bytes& b) {
+    try {
+        decode(b);
+    } catch (const std::exception& e) {
+        return ZnLib::describe(e);
+    }
+    return "";
+}
+
+// The data of the first chunk with `id` in a RIFF image, or nothing.
+inline std::optional<Bytes> findRiffChunk(const Bytes& file, const std::string& id) {
+    std::size_t pos = 12;
+    while (pos + 8 <= file.size()) {
+        std::string cid(file.v.begin() + long(pos), file.v.begin() + long(pos) + 4);
+        uint32_t size = uint32_t(file.v[pos + 4]) | uint32_t(file.v[pos + 5]) << 8 | uint32_t(file.v[pos + 6]) << 16 |
+                        uint32_t(file.v[pos + 7]) << 24;
+        if (cid == id) {
+            Bytes d;
+            d.v.assign(file.v.begin() + long(pos) + 8, file.v.begin() + long(pos + 8 + size));
+            return d;
+        }
+        pos += 8 + size + (size & 1);
+    }
+    return std::nullopt;
+}
+
+inline bool haveTool(const char* name) {
+    std::string cmd = std::string("command -v ") + name + " >/dev/null 2>&1";
+    return std::system(cmd.c_str()) == 0;
+}
+
+}  // namespace WaveTestFiles

@@ -1,0 +1,252 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "WaveTestFiles.h"
+#include "plug/RiffSink.h"
+#include "plug/WaveWriter.h"
+
+using namespace ZnPlug;
+using namespace WaveTestFiles;
+
+namespace {
+Wave makeWave(uint32_t frames, uint8_t channels, uint8_t bits, uint8_t sampleType, std::vector<float> values = {}) {
+    SampleBuffer b(frames, channels);
+    for (std::size_t i = 0; i < values.size() && i < std::size_t(frames) * channels; ++i)
+        b.channel(unsigned(i % channels))[i / channels] = values[i];
+    return Wave(std::move(b), 44100, bits, sampleType, kFormatWave);
+}
+
+Bytes image(const Wave& w) {
+    RiffMemorySink sink;
+    w.writeRiff(sink);
+    Bytes b;
+    b.v = std::move(sink.bytes);
+    return b;
+}
+
+uint32_t le32At(const Bytes& b, std::size_t at) {
+    return uint32_t(b.v[at]) | uint32_t(b.v[at + 1]) << 8 | uint32_t(b.v[at + 2]) << 16 | uint32_t(b.v[at + 3]) << 24;
+}
+unsigned le16At(const Bytes& b, std::size_t at) { return unsigned(b.v[at]) | unsigned(b.v[at + 1]) << 8; }
+}  // namespace
+
+TEST(WaveWriterTest, FormatChunkByDepth) {
+    struct Case {
+        uint8_t bits, type;
+        std::size_t fmtBytes;
+        unsigned tag;
+    } cases[] = {{8, 1, 16, 1}, {16, 2, 16, 1}, {24, 2, 40, 0xFFFE}, {32, 2, 40, 0xFFFE}, {32, 3, 18, 3}};
+    for (const Case& c : cases) {
+        Bytes file = image(makeWave(3, 2, c.bits, c.type));
+        auto fmt = findRiffChunk(file, "fmt ");
+        ASSERT_TRUE(fmt);
+        EXPECT_EQ(fmt->size(), c.fmtBytes) << int(c.bits);
+        EXPECT_EQ(le16At(*fmt, 0), c.tag);
+        EXPECT_EQ(le16At(*fmt, 2), 2u);
+        EXPECT_EQ(le32At(*fmt, 8), c.bits * 2u * 44100u / 8u);
+        EXPECT_EQ(le16At(*fmt, 12), c.bits * 2u / 8u);
+        if (c.tag == 0xFFFE) {
+            EXPECT_EQ(le16At(*fmt, 16), 22u);
+            EXPECT_EQ(le16At(*fmt, 18), c.bits);
+            EXPECT_EQ(le16At(*fmt, 24), 1u);
+        }
+        EXPECT_EQ(le32At(file, 4), file.size() - 8);
+    }
+}
+
+TEST(WaveWriterTest, SampleConversionsAtTheExtremes) {
+    std::vector<float> values = {1.5f, -1.5f, 1.0f, -1.0f, 0.5f, -0.5f, 0.0f, 0.004f, -0.004f};
+    const uint32_t n = uint32_t(values.size());
+    Bytes d8 = *findRiffChunk(image(makeWave(n, 1, 8, 1, values)), "data");
+    // round(1.5 * 127) + 128 = 319 wraps to 63; round(-190.5) + 128 = -63 wraps to 193.
+    std::vector<uint8_t> want8 = {63, 193, 255, 1, 192, 64, 128, 129, 127};
+    EXPECT_EQ(d8.v, want8);
+
+    Bytes d16 = *findRiffChunk(image(makeWave(n, 1, 16, 2, values)), "data");
+    std::vector<int> want16 = {32767, -32768, 32767, -32767, 16384, -16384, 0, 131, -131};
+    for (uint32_t i = 0; i < n; ++i) EXPECT_EQ(int16_t(le16At(d16, 2 * i)), want16[i]) << i;
+
+    Bytes d24 = *findRiffChunk(image(makeWave(n, 1, 24, 2, values)), "data");
+    std::vector<int> want24 = {8388607, -8388608, 8388607, -8388607, 4194304, -4194304, 0, 33554, -33554};
+    for (uint32_t i = 0; i < n; ++i) {
+        int v = int(uint32_t(d24.v[3 * i]) << 8 | uint32_t(d24.v[3 * i + 1]) << 16 | uint32_t(d24.v[3 * i + 2]) << 24) >> 8;
+        EXPECT_EQ(v, want24[i]) << i;
+    }
+
+    Bytes d32 = *findRiffChunk(image(makeWave(n, 1, 32, 2, values)), "data");
+    EXPECT_EQ(int32_t(le32At(d32, 0)), INT32_MAX);
+    EXPECT_EQ(int32_t(le32At(d32, 4)), INT32_MIN);
+    EXPECT_EQ(int32_t(le32At(d32, 12)), -INT32_MAX);
+
+    Bytes df = *findRiffChunk(image(makeWave(n, 1, 32, 3, values)), "data");
+    float f;
+    std::memcpy(&f, df.v.data(), 4);
+    EXPECT_EQ(f, 1.5f);
+
+    // A mono 8-bit wave of odd length is padded; a 16-bit unsigned wave writes no samples.
+    Bytes odd = image(makeWave(3, 1, 8, 1));
+    EXPECT_EQ(findRiffChunk(odd, "data")->size(), 3u);
+    EXPECT_EQ(findRiffChunk(odd, "inst")->size(), 7u);
+    EXPECT_EQ(findRiffChunk(image(makeWave(3, 1, 16, 1)), "data")->size(), 0u);
+}
+
+TEST(WaveWriterTest, RangeChunksOnlyWhenNeeded) {
+    Wave plain = makeWave(10, 1, 16, 2);
+    Bytes file = image(plain);
+    EXPECT_FALSE(findRiffChunk(file, "cue "));
+    EXPECT_FALSE(findRiffChunk(file, "list"));
+    EXPECT_FALSE(findRiffChunk(file, "acid"));
+
+    plain.end = 9;
+    EXPECT_TRUE(findRiffChunk(image(plain), "cue "));
+    plain.end = 10;
+    plain.loops.push_back(Loop(0, 5, LoopMode::Forward, "nine_char"));
+    plain.loops[0].name[9] = 'X';  // what follows the zero is written as it stands
+    Bytes withLoop = image(plain);
+    auto list = findRiffChunk(withLoop, "list");
+    ASSERT_TRUE(list);
+    std::string text(list->v.begin(), list->v.end());
+    EXPECT_NE(text.find(std::string("mv:start\0", 9)), std::string::npos);
+    EXPECT_NE(text.find(std::string("nine_charX", 10)), std::string::npos);
+}
+
+TEST(WaveWriterTest, RootAndLoopsInInstAndSmpl) {
+    Wave w = makeWave(100, 1, 16, 2);
+    w.root = 255;
+    w.fine = -7;
+    w.loops = {Loop(10, 20, LoopMode::None, "n"), Loop(5, 0, LoopMode::PinnedSlice, "p")};
+    Bytes file = image(w);
+    auto inst = *findRiffChunk(file, "inst");
+    EXPECT_EQ(inst.v[0], 255);
+    EXPECT_EQ(int8_t(inst.v[1]), -7);
+    auto smpl = *findRiffChunk(file, "smpl");
+    EXPECT_EQ(std::string(smpl.v.begin(), smpl.v.begin() + 8), "Znl Mrvk");
+    EXPECT_EQ(le32At(smpl, 8), 1000000000u / 44100u);
+    EXPECT_EQ(int32_t(le32At(smpl, 12)), -1);
+    EXPECT_EQ(int32_t(le32At(smpl, 16)), -7);
+    EXPECT_EQ(le32At(smpl, 28), 2u);
+    EXPECT_EQ(le32At(smpl, 36), 2u);       // cue id
+    EXPECT_EQ(le32At(smpl, 40), 32u);      // None + 32
+    EXPECT_EQ(le32At(smpl, 48), 19u);      // end - 1
+    EXPECT_EQ(le32At(smpl, 60), 3u);
+    EXPECT_EQ(le32At(smpl, 64), 37u);      // PinnedSlice + 32
+    EXPECT_EQ(le32At(smpl, 72), 0xFFFFFFFFu);  // the larger of start and end - 1, unsigned
+
+    Wave back = decode(file);
+    EXPECT_EQ(back.root, 255);
+    EXPECT_EQ(back.fine, 0);  // "smpl" holds plain cents, and comes last: the fine tune is lost
+    ASSERT_EQ(back.loops.size(), 2u);
+    EXPECT_EQ(back.loops[0], w.loops[0]);
+    EXPECT_EQ(back.loops[1], w.loops[1]);
+}
+
+TEST(WaveWriterTest, RoundTripThroughTheReader) {
+    const std::vector<float> values = {0.0f, 0.25f, -0.5f, 0.75f, -1.0f, 0.999f, 0.125f, -0.125f};
+    struct Case {
+        uint8_t bits, type;
+        float tolerance;
+    };
+    // The writer scales by 2^(bits-1) - 1 and the reader by 2^(bits-1): two steps cover both.
+    Case cases[] = {{8, 1, 2.0f / 127}, {16, 2, 2.0f / 32767}, {24, 2, 2.0f / 8388607}, {32, 2, 1e-7f}, {32, 3, 0}};
+    for (const Case& c : cases) {
+        Wave w = makeWave(4, 2, c.bits, c.type, values);
+        w.sampleRate = 32000;
+        w.root = 61;
+        w.tempo = 128.5f;
+        w.start = 1;
+        w.end = 3;
+        w.loops = {Loop(0, 2, LoopMode::Forward, "a"), Loop(1, 4, LoopMode::Backward, "b"),
+                   Loop(1, 2, LoopMode::Bidirectional), Loop(2, 3, LoopMode::Slice, "slice")};
+        Wave back = decode(image(w));
+        EXPECT_EQ(back.bits, c.bits == 32 ? 32 : c.bits);
+        EXPECT_EQ(back.sampleType, c.bits == 32 ? 3 : c.type);
+        EXPECT_EQ(back.sampleRate, 32000u);
+        EXPECT_EQ(back.root, 61);
+        EXPECT_EQ(back.tempo, 128.5f);
+        EXPECT_TRUE(back.flags & kWaveTempoKnown);
+        EXPECT_EQ(back.start, 1u);
+        EXPECT_EQ(back.end, 3u);
+        EXPECT_EQ(back.loops, w.loops);
+        ASSERT_EQ(back.channels(), 2);
+        for (uint32_t f = 0; f < 4; ++f)
+            for (unsigned ch = 0; ch < 2; ++ch)
+                EXPECT_NEAR(back.channelData(ch)[f], w.channelData(ch)[f], c.tolerance) << int(c.bits);
+    }
+}
+
+TEST(WaveWriterTest, AcidBeatsCountWholeSeconds) {
+    Wave w = makeWave(100000, 1, 16, 2);
+    w.tempo = 120;
+    auto acid = *findRiffChunk(image(w), "acid");
+    EXPECT_EQ(le32At(acid, 0), 6u);
+    EXPECT_EQ(le16At(acid, 6), 0x8000u);
+    EXPECT_EQ(le32At(acid, 12), 1u);  // 2 whole seconds * 60 / 120
+    EXPECT_EQ(le16At(acid, 16), 4u);
+    w.end = 44099;
+    EXPECT_EQ(le32At(*findRiffChunk(image(w), "acid"), 12), 0u);
+}
+
+TEST(WaveWriterTest, SaveAsReplacesTheTargetAndAdoptsIt) {
+    ScratchDir dir;
+    const std::string path = dir.file("out.wav");
+    writeFile(path, Bytes().text("old content"));
+    Wave w = makeWave(4, 1, 16, 2, {0.5f, -0.5f, 0.25f, 0});
+    w.SoundItem::setName("out.wav");
+    w.headTrim = 3;
+    w.flags = kWaveCropped | kWaveTempoKnown;
+    w.container = ZnLib::makeRef<ZnLib::RefCounted>();
+    w.containerIndex = 4;
+    w.saveAs(path);
+    EXPECT_EQ(w.file().path(), path);
+    EXPECT_EQ(w.format, kFormatWave);
+    EXPECT_FALSE(w.container);
+    EXPECT_EQ(w.containerIndex, 4u);
+    EXPECT_EQ(w.headTrim, 0u);
+    EXPECT_EQ(w.flags, 0);
+    EXPECT_FALSE(w.isModified());
+    struct stat st;
+    ASSERT_EQ(::stat(path.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0600, 0600u);
+
+    Wave back;
+    back.setFile(ZnLib::FS::File(path));
+    back.load();
+    EXPECT_TRUE(back.samples() == w.samples());
+    EXPECT_FALSE(back.isModified());
+    // Nothing but the target is left in the folder.
+    int entries = 0;
+    for (auto& e : std::filesystem::directory_iterator(dir.path())) entries += e.is_regular_file();
+    EXPECT_EQ(entries, 1);
+}
+
+TEST(WaveWriterTest, FailedSavesLeaveWaveAndTargetAlone) {
+    ScratchDir dir;
+    const std::string path = dir.file("keep.wav");
+    writeFile(path, Bytes().text("keep me"));
+    Wave bad = makeWave(4, 1, 16, 0);
+    bad.SoundItem::setName("bad");
+    try {
+        bad.saveAs(path);
+        FAIL();
+    } catch (const std::exception& e) {
+        EXPECT_EQ(ZnLib::describe(e), "Could not save bad as " + path + "\n - Bad format");
+    }
+    EXPECT_EQ(readFile(path).size(), 7u);
+    EXPECT_TRUE(bad.file().path().empty());
+    RiffMemorySink sink;
+    EXPECT_THROW(bad.writeRiff(sink), std::runtime_error);
+    EXPECT_TRUE(sink.bytes.empty());
+
+    Wave good = makeWave(4, 1, 16, 2);
+    good.SoundItem::setName("good");
+    good.flags = kWaveChanged;
+    const std::string missing = dir.file("no/such/folder/x.wav");
+    try {
+        good.saveAs(missing);
+        FAIL();
+    } catch (const std::exception& e) {
+        EXPECT_EQ(ZnLib::describe(e), "Could not save good as " + missing + "\n - Could not write to file");
+    }
+    EXPECT_EQ(good.flags, kWaveChanged);
+    EXPECT_EQ(good.format, kFormatWave);
+}

@@ -19,6 +19,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     wave.normalizeRoot();
     if (wave.fine < -99 || wave.fine > 99 || (wave.root != 255 && wave.root > 127)) std::abort();
 
+    // Headers may size the buffer far beyond what the input holds (a FLAC stream's total, for
+    // one): writing such a wave out again only measures memory.
+    constexpr uint64_t kRoundTripSamples = uint64_t(1) << 20;
+    if (uint64_t(wave.frames()) * wave.channels() > kRoundTripSamples) return 0;
     ZnPlug::RiffMemorySink sink;
     wave.writeRiff(sink);
     ZnPlug::Wave back("fuzz", ZnLib::ByteReader(sink.bytes.data(), sink.bytes.size()));

@@ -52,6 +52,20 @@ public:
     void refreshWheel();
     // Drops the key history and the per-key note counts.
     void clearKeys();
+    // Controller 121: controllers, external controllers and the wheel function go to 0.
+    void resetControllers();
+    // External controller `index` takes `value`, here and in the fallback record.
+    void storeExternal(int index, float value);
+
+    // A pressed key moves to the head of the history with its velocity and detune, here and in
+    // the fallback record; a velocity above 0 also counts a note-on of the key.
+    void pressKey(uint8_t key, uint8_t velocity, int8_t detune);
+    // The key stays in the history but no longer counts as held, here and in the fallback
+    // record. Returns the velocity it was held with on this record.
+    uint8_t releaseKey(uint8_t key);
+    bool held(uint8_t key) const noexcept { return keys[key].velocity != 0; }
+    // The most recently pressed key within low..high that is still held; kNoKey when none is.
+    uint8_t lastHeldKey(int low, int high) const noexcept;
 
     uint32_t changes = 0;
     std::array<uint8_t, 128> cc{};
@@ -67,6 +81,9 @@ public:
     std::array<uint8_t, 128> key_count{};
     float pressure_value = 0;
     float wheel = 0;
+
+private:
+    void moveToHead(uint8_t key) noexcept;
 };
 
 }  // namespace MV

@@ -28,9 +28,17 @@ int32_t dueOffset(const ZnPlug::MidiEvent& e) noexcept { return (e.spare & kCarr
 
 Morvek* Morvek::current() noexcept { return t_current; }
 
-Morvek::Morvek(const EngineSettings& settings) : settings_(settings) {
+Morvek::Morvek() : Morvek(FromStore{}, nullptr) {}
+
+Morvek::Morvek(const EngineSettings& settings) : Morvek(FromStore{}, &settings) {}
+
+Morvek::Morvek(FromStore, const EngineSettings* given)
+    : store_(), settings_(given ? *given : EngineSettings::from(store_)) {
     programChangeMode = settings_.programChangeMode;
     useBankSelect = settings_.bankSelect;
+    externalController = store_.externalController;
+    automationOffset = store_.automationOffset;
+    outputs = store_.outputs;
     for (int i = 0; i < kChannels - 1; ++i) channels_[std::size_t(i)] = Channel(uint8_t(i), &channels_[16]);
     channels_[16] = Channel(Channel::kAllChannels, nullptr);
     queue_.reserve(kEventReserve);

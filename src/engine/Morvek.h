@@ -13,6 +13,7 @@
 #include "engine/Voice.h"
 #include "engine/VoiceLanes.h"
 #include "model/Bank.h"
+#include "persist/Settings.h"
 #include "plug/AudioPlugin.h"
 
 namespace MV {
@@ -39,9 +40,12 @@ public:
     // The progress reports of a load keep their names beside the audio call's process().
     using ProcessCallbacks::process;
 
-    // [ui-thread] Builds the engine with a default performance "New Performance" holding one slot
-    // on channel 1 with a "New Program".
-    explicit Morvek(const EngineSettings& settings = {});
+    // [ui-thread] Builds the engine: opens the settings store (creating "settings.ini" when it
+    // is missing), takes its start values and the defaults of a new bank from it, and makes a
+    // default performance "New Performance" with one slot on channel 1 holding a "New Program".
+    Morvek();
+    // [ui-thread] The same, with start values given by the caller instead of the store's.
+    explicit Morvek(const EngineSettings& settings);
     ~Morvek() override;
 
     // ---- AudioPlugin ----
@@ -111,6 +115,8 @@ public:
     };
 
     const EngineSettings& settings() const noexcept { return settings_; }
+    // The user's preferences: places, bank defaults, save options.
+    Settings& store() noexcept { return store_; }
     Performance& performance() noexcept { return *currentPerformance; }
     Channel& channel(int index) noexcept { return channels_[std::size_t(index)]; }
     Voice& voice(int index) noexcept { return voices_[std::size_t(index)]; }
@@ -130,6 +136,8 @@ public:
     // [audio-thread] [main-lock] Draws the next random number into lastRandom().
     float drawRandom() noexcept;
     void setRandomSeed(int32_t seed) noexcept { rng_state_ = seed; }
+    int32_t randomState() const noexcept { return rng_state_; }
+    float automationDefault(int index) const noexcept { return automationDefaults_[std::size_t(index)]; }
 
     // The lanes of the voice that is rendering.
     VoiceLanes& lanes() noexcept { return lanes_; }
@@ -161,6 +169,9 @@ protected:
     uint32_t nextNoteNumber() noexcept { return ++note_counter_; }
 
 private:
+    struct FromStore {};
+    Morvek(FromStore, const EngineSettings* given);
+
     // Renders every playing voice for n samples from `offset`, then moves the transport on.
     void renderVoices(int32_t offset, int32_t n);
     // Dispatches one event; sets `end` and `pendingProgram` for a program change that must wait.
@@ -168,6 +179,10 @@ private:
     void programChange(const ZnPlug::MidiEvent& event, int32_t& end, int32_t& pendingProgram);
     void refreshRoutes();
     void queueEvent(const ZnPlug::MidiEvent& event);
+    // One slot's part of a note on: the groups of its program that take the note start voices.
+    bool slotNoteOn(ProgramSlot& slot, const ZnPlug::MidiEvent& event, bool isRelease);
+    // A mono or legato voice whose key went up moves to a held key, when one fits the group.
+    bool returnToHeldKey(Voice& voice);
     template <typename Pred>
     void killVoicesIf(Pred pred) {
         for (Voice& v : voices_)
@@ -175,8 +190,9 @@ private:
     }
     int32_t performanceIndex(const Performance* performance) const;
 
-    VoiceLanes lanes_;
+    Settings store_;
     EngineSettings settings_;
+    VoiceLanes lanes_;
     std::array<float, kAutomationCells> automationDefaults_{};
     std::array<Channel, kChannels> channels_;
     std::array<Voice, kVoices> voices_{};

@@ -1,5 +1,10 @@
 #pragma once
+#include <array>
 #include <cstdint>
+
+#include "engine/Aeg.h"
+#include "lib/RefCounted.h"
+#include "model/Effect.h"
 
 namespace ZnPlug {
 class Wave;
@@ -12,39 +17,260 @@ class Channel;
 class Program;
 class ProgramSlot;
 class Group;
+class Split;
 class WaveMatrix;
+struct Output;
+struct VoiceLanes;
 
 // One voice of the pool: a started note that reads a wave and mixes into the buses. A plain
 // record, built once with the engine and reused; it holds plain pointers into the model, which
-// stay valid because whatever frees an item first silences the voices that read it.
+// stay valid because whatever frees an item first silences the voices that read it. Its state is
+// the amplitude envelope's: 0 idle, 1 attack, 2 decay 1, 3 decay 2, 4 sustain, 5 release.
+//
+// Threads: everything here runs on the audio thread under the main lock, except kill(), which the
+// UI thread also calls under that lock before it frees what the voice reads.
 class Voice {
 public:
     enum State : uint8_t { kIdle = 0, kAttack = 1, kDecay1 = 2, kDecay2 = 3, kSustain = 4, kRelease = 5 };
     enum Flags : uint8_t { kHeldBySustain = 1, kHeldBySostenuto = 2, kKeyReleased = 4, kDead = 8 };
     static constexpr uint8_t kNoKey = 255;
+    static constexpr int32_t kNoLoop = -1;
+    static constexpr std::size_t kModSlots = 16;
 
-    bool idle() const noexcept { return state == kIdle; }
+    // The modulation destinations that the voice itself reads, cleared at note start and, for
+    // those with per-sample sources, at every sample.
+    struct Destinations {
+        float pitch = 0;
+        float pitch_raw = 0;
+        float pan = 0;
+        float volume = 0;
+        float glide = 0;
+        float wave_start = 0;
+        float delay = 0;
+        float loop_start = 0;
+        float loop_end = 0;
+        float loop_dir = 0;
+        float insert1 = 0;
+        float insert2 = 0;
+        float send1 = 0;
+        float send2 = 0;
+        float send3 = 0;
+    };
 
-    // [audio-thread] [main-lock] Adds `count` samples into the engine's buses from `offset`.
+    // The voice filter's accumulators; its running state joins them with the filter.
+    struct FilterState {
+        float filter_freq = 0;
+        float filter_res = 0;
+        float filter_drive = 0;
+    };
+
+    // A modulation envelope (ENV1, ENV2).
+    struct Envelope {
+        float amp_mod = 0;
+        float amp = 1;
+        float out = 0;
+        std::array<float, 3> seg_delta{};
+        std::array<float, 3> seg_rate{};
+        float level = 0;
+        float seg_slope = 0;
+        float seg_pos = 0;
+        float seg_rate_now = 0;
+        float level0 = 0;
+        int32_t segment = 0;
+        bool no_release = false;
+    };
+
+    // An LFO; `table` points at one of the shared wave tables.
+    struct Lfo {
+        float rate_mod = 0;
+        float out = 0;
+        uint32_t phase = 0;  // top 8 bits the table index, low 24 the fraction
+        int32_t step = 0;
+        float fade_step = 0;
+        float fade = 1;
+        float scale = 1;
+        float amp_mod = 0;
+        float amp = 1;
+        const float* table = nullptr;
+    };
+
+    // A step sequencer: an LFO over a table of its own.
+    struct Sequencer {
+        float rate_mod = 0;
+        float out = 0;
+        uint32_t phase = 0;
+        int32_t step = 0;
+        float fade_step = 0;
+        float fade = 1;
+        float scale = 1;
+        float amp_mod = 0;
+        float amp = 1;
+        std::array<int8_t, 256> values{};
+    };
+
+    // One entry of the group's modulation table as the voice runs it.
+    struct ModSlot {
+        const float* source = nullptr;
+        const float* via = nullptr;
+        float* dest = nullptr;
+        float amount = 0;
+        float amount_via = 0;
+        float value = 0;
+        float source_local = 0;
+        float via_local = 0;
+    };
+
+    // [audio-thread] [main-lock] Starts (or, in mono and legato, retargets) this voice for a
+    // note of `key` as played (the sounding key adds the slot's transpose). False when the note
+    // is refused by note priority or the sound cannot play; the voice is then idle, unless it
+    // was refused and plays on. `probe` prepares only what reading a source at note start needs,
+    // never touching the pool: the switcher test on the engine's probe voice.
+    bool start(Morvek& engine, Channel& channel, const ProgramSlot& slot, const Group& group, const Program& program,
+               uint8_t key, uint8_t velocity, int8_t detune, uint32_t noteNumber, bool probe);
+    // [audio-thread] [main-lock] Adds `count` samples into the engine's routes from `offset`.
     void render(Morvek& engine, int32_t offset, int32_t count);
+    // [audio-thread] [main-lock] The key went up and no pedal holds the voice: the envelope
+    // releases (unless the group plays "Oneshot" or "Release"), and the wave takes its release
+    // loop.
+    void enterRelease(Morvek& engine);
     // [audio-thread or ui-thread] [main-lock] Stops at once, without fade.
     void kill() noexcept;
+    // [audio-thread] [main-lock] Fades out within 5 ms and no longer follows edits of its group.
+    void fastRelease(Morvek& engine) noexcept;
+    bool idle() const noexcept { return state == kIdle; }
     // True when one of the voice's modulation slots reads an automation cell.
     bool readsAutomation() const noexcept { return auto_sources != 0; }
 
+    Destinations dest;
+    FilterState filter;
+    Aeg aeg;
+    Envelope env1;
+    Envelope env2;
+    Lfo lfo1;
+    Lfo lfo2;
+    Sequencer seq1;
+    Sequencer seq2;
+    Sequencer seq3;
+
+    const Program* program = nullptr;
+    const Group* group = nullptr;
+    Channel* channel = nullptr;
+    const ZnPlug::Wave* wave = nullptr;
+    const Output* output = nullptr;
+    const WaveMatrix* matrix = nullptr;  // null unless the split holds a matrix
+    const ProgramSlot* slot = nullptr;
+
+    double position = 0;    // frames of the wave; the fraction is the interpolation phase
+    double delay_left = 0;  // samples before the voice sounds
+
+    // Results of the static modulation, folded in at note start.
+    float static_volume = 0;
+    float static_gain = 1;
+    float static_pan = 0;
+    float static_insert1 = 0;
+    float static_insert2 = 0;
+    std::array<float, 3> static_send{};
+    float static_pitch = 0;  // octaves, part of glide_target
+
+    float wave_rate = 1;     // the wave's rate / 44100
+    float pitch_ratio = 1;
+    float glide_target = 0;  // octaves
+    float glide_pitch = 0;   // octaves
+    float glide_step = 0;    // octaves per sample
+    float last_pitch = 0;    // the pitch from which pitch_ratio was computed
+    float bpm_ratio = 0;     // log2(host tempo / wave tempo), 0 when the wave has no tempo
+    float aftertouch = 0;    // the key's pressure, 0 to 127
+
+    std::array<float, 2> declick_value{};
+    std::array<float, 2> declick_slope{};
+    std::array<float, 2> last_out{};
+    std::array<float, 2> prev_out{};
+
+    uint8_t key = kNoKey;  // as played, without the slot's transpose
+    uint8_t velocity = 0;
     uint8_t state = kIdle;
-    uint8_t flags = 0;
-    uint8_t key = kNoKey;
-    int8_t velocity = 0;
+    // Cumulative ends of the audio, control and static runs in `slots`.
+    int8_t n_audio = 0;
+    int8_t n_control = 0;
+    int8_t n_static = 0;
+
+    uint32_t group_mod_count = 0;  // the group's modification count when last read
+    int32_t loop_index = kNoLoop;
+    int32_t release_loop_index = kNoLoop;
     uint32_t note_number = 0;  // the engine's note counter at start: the voice's age
     int32_t smooth_left = 0;   // samples of control smoothing still to run
     uint32_t auto_sources = 0;
-    Channel* channel = nullptr;
-    const Program* program = nullptr;
-    const ProgramSlot* slot = nullptr;
-    const Group* group = nullptr;
-    const ZnPlug::Wave* wave = nullptr;
-    const WaveMatrix* matrix = nullptr;
+    uint32_t declick_left = 0;
+    uint8_t matrix_x = 0;
+    uint8_t matrix_y = 0;
+    uint8_t interpolation = 1;   // the effective code from group to engine default
+    uint8_t velocity_curve = 1;  // the effective code
+    uint8_t flags = 0;
+    float direction = 0;  // 0 forward, -1 backward: the running loop direction
+
+    std::array<ModSlot, kModSlots> slots{};
+    ZnLib::SharedRef<FX::Insert::Processor> processor;
+
+private:
+    struct Call;
+
+    // ---- start (Voice.cpp) ----
+    // The whole running sound moves to a free voice that fades it out, so the new note starts
+    // without a click; with no free voice it just stops.
+    void handOver(Morvek& engine);
+    void startProbe(Morvek& engine, Channel& channel, const ProgramSlot& slot, const Group& group,
+                    const Program& program, uint8_t key, uint8_t velocity);
+    void pickOutput(Morvek& engine, const ProgramSlot& slot, const Group& group);
+    void prepareInsert(Morvek& engine, const Group& group, bool fresh);
+    // Reads the wave matrix's cell for this note: the wave, its loop and its release loop.
+    void resolveMatrix(Morvek& engine, WaveMatrix& m, uint8_t playedKey, uint8_t soundingKey);
+    void keepLoopsOfWave();
+    void placePosition(bool fresh, const ZnPlug::Wave* oldWave, int32_t oldLoop, double oldPosition,
+                       double rateRatio);
+    // Pitch at note start in octaves, and the glide from the previous key.
+    void tune(Morvek& engine, const Split& split, uint8_t soundingKey, int8_t detune, uint8_t previousKey,
+              uint8_t playedKey);
+    // False when the start offset leaves nothing to play.
+    bool applyStartAndDelay(Morvek& engine);
+    void applyFades(uint8_t soundingKey);
+
+    // ---- modulation steps; only the envelope runs so far ----
+    // Re-reads the group: envelope rates and levels (and the other modulators' setups).
+    void refreshFromGroup(Morvek& engine);
+    // Turns the group's modulation table into slots, sorted into audio, control and static runs.
+    void buildModulationSlots(Morvek& engine);
+    // Fresh modulators: the envelope's attack (and the others' starts).
+    void startModulators(Morvek& engine);
+    // Evaluates the static run and folds it into the voice's static state.
+    void runStaticSlots(Morvek& engine);
+    // Recomputes the control run's values, once per render call unless they are slewing.
+    void refreshControlSlots(Morvek& engine);
+    // Tempo-synced LFOs and sequencers take the host's tempo into their phase step.
+    void followTempo(Morvek& engine);
+    // Slot pointers that pointed into `from` point into this voice after a copy.
+    void rebaseModulation(const Voice& from) noexcept;
+
+    // ---- render stages (VoiceRender.cpp) ----
+    // One sub-block: lanes, wave, declick, filter, insert, sends, volume and pan, slot sends and
+    // pan, output. Returns the samples made (fewer when the voice ended).
+    int32_t renderBlock(Morvek& engine, const Call& call, int32_t offset, int32_t n, bool last);
+    // The per-sample control part: glide, pitch ratio, modulators, lanes. Stops after the sample
+    // at which the envelope went idle.
+    int32_t fillLanes(VoiceLanes& lanes, const Call& call, int32_t n);
+    void writeModulatedLanes(VoiceLanes& lanes, int32_t i);
+    int32_t readSamples(const Call& call, VoiceLanes& lanes, int32_t n);
+    // Blends from where the previous sound left off into a new wave or loop position.
+    void declick(const Call& call, VoiceLanes& lanes, int32_t n);
+    void keepLastOutputs(const Call& call, const VoiceLanes& lanes, int32_t n);
+    void filterStage(VoiceLanes& lanes, float** signal, int32_t channels, int32_t n);
+    void insertStage(const Call& call, VoiceLanes& lanes, float** signal, int32_t& channels, int32_t n);
+    void groupSends(Morvek& engine, const Call& call, VoiceLanes& lanes, float* const* signal, int32_t channels,
+                    int32_t offset, int32_t n, bool preFader);
+    // Pan law and level; the signal takes the output's channel count.
+    void volumeAndPan(const Call& call, VoiceLanes& lanes, float** signal, int32_t& channels, int32_t n);
+    void slotSends(Morvek& engine, float* const* signal, int32_t channels, int32_t offset, int32_t n, bool preFader);
+    void slotPan(float* const* signal, int32_t channels, int32_t n);
+    void mixOutput(const Call& call, float* const* signal, int32_t channels, int32_t offset, int32_t n);
 };
 
 }  // namespace MV

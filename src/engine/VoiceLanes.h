@@ -2,6 +2,8 @@
 #include <array>
 #include <cstddef>
 
+#include "engine/SincKernel.h"
+
 namespace MV {
 
 // The control lanes of the voice that is rendering, and its work buffers. One set lives in the
@@ -34,6 +36,8 @@ struct VoiceLanes {
     alignas(64) std::array<std::array<float, kLength>, 2> raw{};
     alignas(64) std::array<std::array<float, kLength>, 2> filtered{};
     alignas(64) std::array<std::array<float, kLength>, 2> inserted{};
+    // The sinc kernels' numerator tables of the last cutoff used.
+    SincCache sinc;
 };
 
 }  // namespace MV

@@ -1,4 +1,5 @@
 #pragma once
+#include <stdexcept>
 #include <string>
 
 namespace MV {
@@ -16,6 +17,13 @@ public:
     // A plain text step.
     virtual void process(const std::string& text) { (void)text; }
     virtual void progressEnd() {}
+};
+
+// Thrown from a process callback when the user cancels. It travels through the load or the
+// save, and the caller takes it as a quiet end, not as a failure to report.
+class ProcessCancelled : public std::runtime_error {
+public:
+    ProcessCancelled() : std::runtime_error("Cancelled") {}
 };
 
 }  // namespace MV

@@ -1,0 +1,40 @@
+#pragma once
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace MV {
+class Morvek;
+}
+
+namespace Cli {
+
+class MidiFile;
+
+struct RenderOptions {
+    double sampleRate = 44100;
+    int32_t blockSize = 512;
+    double maxTailSeconds = 10;
+    // The tail ends after this long below the silence level.
+    double silentSeconds = 0.2;
+    // -96 dB: below the last bit of a 16-bit file.
+    float silenceLevel = 1.6e-5f;
+};
+
+struct RenderResult {
+    std::vector<float> left;
+    std::vector<float> right;
+    double songSeconds = 0;
+    float peak = 0;
+};
+
+// Plays a song through the engine the way a host would: per block, the song's events that fall
+// into it go in with their sample offsets, the transport record moves on (tempo from the song,
+// playing, ppq), and the audio call runs in offline mode. Output "S 1+2" is collected. After
+// the song, rendering goes on until the output stays silent or the tail reaches its maximum;
+// the silence at the end is cut. `progress` is told the fraction done now and then.
+// [ui-thread] [takes-main-lock]
+RenderResult renderSong(MV::Morvek& engine, const MidiFile& song, const RenderOptions& options,
+                        const std::function<void(double)>& progress = {});
+
+}  // namespace Cli

@@ -1,0 +1,85 @@
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cmath>
+#include <vector>
+
+#include "engine/Morvek.h"
+#include "plug/HostTime.h"
+#include "plug/Wave.h"
+
+// Rendering cost of voices per voice-sample: each interpolator, mono and stereo waves, one voice
+// and a full pool. Voices loop a one-second wave over two octaves of keys, so that they read at
+// ratios from 0.5 to 2 and never end.
+namespace {
+
+using namespace MV;
+
+constexpr int32_t kBlock = 256;
+
+ZnLib::SharedRef<ZnPlug::Wave> benchWave(uint8_t channels) {
+    constexpr uint32_t kFrames = 44100;
+    ZnPlug::SampleBuffer buffer(kFrames, channels);
+    for (unsigned c = 0; c < channels; ++c)
+        for (uint32_t i = 0; i < kFrames; ++i)
+            buffer.channel(c)[i] = float(std::sin(0.031 * i * (c + 1)) * 0.5 + std::sin(0.0071 * i) * 0.25);
+    auto wave = ZnLib::makeRef<ZnPlug::Wave>(std::move(buffer), 44100, 32, 3, ZnPlug::kFormatWave, 60, 0);
+    wave->loops = {ZnPlug::Loop(1000, kFrames - 1000, ZnPlug::LoopMode::Forward)};
+    return wave;
+}
+
+struct Rig {
+    Rig(int interpolation, uint8_t channels, int voices) {
+        engine.applyBlockSize(kBlock);
+        for (auto& b : buffers) b.assign(kBlock, 0.0f);
+        for (std::size_t i = 0; i < buffers.size(); ++i) pointers[i] = buffers[i].data();
+        ProgramSlot& slot = *engine.performance().slots[0];
+        group = ZnLib::makeRef<Group>();
+        group->amp = 0.7f;
+        group->interpolation = int8_t(interpolation);
+        group->splits[0].setWave(benchWave(channels));
+        slot.program->addGroup(group);
+        for (int v = 0; v < voices; ++v) {
+            Voice* voice = engine.findFreeVoice();
+            voice->start(engine, engine.channel(0), slot, *group, *slot.program, uint8_t(48 + v % 25), 100, 0,
+                         uint32_t(v + 1), false);
+        }
+        // One host call points the routes at our buffers; the benchmark then renders the voices
+        // alone, without the engine's clearing, bus and meter work.
+        ZnPlug::HostTime time;
+        time.flags = ZnPlug::HostTime::kTempoValid;
+        time.tempo = 120;
+        engine.audioCall(nullptr, pointers.data(), kBlock, true, &time, false);
+    }
+
+    Morvek engine;
+    ZnLib::SharedRef<Group> group;
+    std::array<std::vector<float>, 16> buffers;
+    std::array<float*, 16> pointers{};
+};
+
+void renderVoices(benchmark::State& state) {
+    const int interpolation = int(state.range(0));
+    const auto channels = uint8_t(state.range(1));
+    const int voices = int(state.range(2));
+    Rig rig(interpolation, channels, voices);
+    for (auto _ : state) {
+        for (int v = 0; v < voices; ++v) rig.engine.voice(v).render(rig.engine, 0, kBlock);
+        benchmark::DoNotOptimize(rig.buffers[0].data());
+        benchmark::ClobberMemory();
+    }
+    int playing = 0;
+    for (int v = 0; v < voices; ++v) playing += rig.engine.voice(v).idle() ? 0 : 1;
+    if (playing != voices) state.SkipWithError("a voice ended");
+    state.SetLabel(std::string(kInterpolationNames[std::size_t(interpolation)]) + (channels == 2 ? " stereo" : " mono"));
+    state.counters["per_voice_sample"] = benchmark::Counter(double(voices) * kBlock,
+                                                           benchmark::Counter::kIsIterationInvariantRate |
+                                                               benchmark::Counter::kInvert);
+}
+
+BENCHMARK(renderVoices)
+    ->ArgNames({"interp", "channels", "voices"})
+    ->ArgsProduct({{1, 2, 3, 4, 5}, {1, 2}, {1, 128}})
+    ->Unit(benchmark::kMicrosecond);
+
+}  // namespace

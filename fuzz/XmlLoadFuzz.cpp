@@ -1,0 +1,94 @@
+// Feeds arbitrary bytes to the document reader as the text of a state chunk's document: the root
+// element picks the load, the schema checks it while the handler builds items into a bank that
+// holds a few waves, matrices and programs for the indexes to point at. Whatever loads must keep
+// the model's rules; whatever fails must fail by an exception.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "model/Bank.h"
+#include "persist/FindMissing.h"
+#include "persist/LoadedNothing.h"
+#include "persist/MVLoad.h"
+#include "persist/XmlParser.h"
+#include "plug/Wave.h"
+
+namespace {
+
+using ZnLib::SharedRef;
+
+SharedRef<ZnPlug::Wave> smallWave(int loops) {
+    auto wave = ZnLib::makeRef<ZnPlug::Wave>(ZnPlug::SampleBuffer(64, 1), 44100, 16, 2, ZnPlug::kFormatWave);
+    for (int i = 0; i < loops; ++i)
+        wave->loops.emplace_back(uint32_t(8 * i), uint32_t(8 * i + 8), ZnPlug::LoopMode::Forward);
+    return wave;
+}
+
+void check(bool rule) {
+    if (!rule) std::abort();
+}
+
+void checkWaveLoops(const ZnPlug::Wave& wave, int32_t loop, int32_t release) {
+    check(loop >= -1 && release >= -1);
+    check(loop < int32_t(wave.loops.size()) && release < int32_t(wave.loops.size()));
+}
+
+void checkBank(const MV::Bank& bank) {
+    for (const auto& program : bank.programs) {
+        check(program && !program->isNone());
+        for (const auto& group : program->groups) {
+            check(!group->splits.empty());
+            check(group->splits.front().key == group->range.lowKey);
+            check(group->range.lowKey <= group->range.highKey && group->range.lowVel <= group->range.highVel);
+            for (const MV::Split& split : group->splits) {
+                check(split.sound.get() != nullptr);
+                if (!split.isMatrix()) checkWaveLoops(*split.wave(), split.loop, split.release);
+            }
+            check(group->amp >= 0 && group->amp <= 1 && group->pan >= -1 && group->pan <= 1);
+            check(group->chokeGroup <= 8 && group->output <= MV::kOutputFromChannel);
+        }
+    }
+    for (const auto& matrix : bank.matrixes) {
+        check(matrix->columns() >= 1 && matrix->rows() >= 1);
+        check(matrix->thresholds.size() == std::size_t(matrix->columns()) + matrix->rows());
+        for (const auto& cell : matrix->cells()) {
+            check(cell.wave.get() != nullptr);
+            checkWaveLoops(*cell.wave, cell.loop, cell.release);
+        }
+    }
+    for (const auto& performance : bank.performances)
+        for (const auto& slot : performance->slots) {
+            check(slot->program.get() != nullptr);
+            check(slot->channel <= MV::ProgramSlot::kAllChannels && slot->output < MV::kOutputCount);
+        }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::span<const uint8_t> text(data, size);
+    auto bank = ZnLib::makeRef<MV::Bank>();
+    for (int i = 0; i < 3; ++i) bank->addWave(smallWave(i));
+    bank->addMatrix(ZnLib::makeRef<MV::WaveMatrix>("M"));
+    bank->addProgram(ZnLib::makeRef<MV::Program>("P"));
+    MV::LoadedNothing filter;
+    MV::FindNothing find;
+    MV::ProcessCallbacks process;
+    std::vector<std::string> places;
+    MV::MVLoad load(*bank, filter, find, process, places, MV::MVLoad::kChunkMode);
+    try {
+        const std::string root = MV::XmlParser::rootElement(text);
+        if (root == "bank") load.loadBankText(text);
+        else if (root == "performance") load.loadPerformanceText(text);
+        else if (root == "wavematrix") load.loadMatrixText(text);
+        else load.loadProgramText(text);
+    } catch (const std::exception&) {
+        return 0;
+    }
+    checkBank(*bank);
+    return 0;
+}

@@ -1,0 +1,215 @@
+#include "engine/VoiceReader.h"
+
+#include <array>
+#include <cmath>
+#include <utility>
+
+#include "engine/FastMath.h"
+#include "engine/SincKernel.h"
+
+// The walk and the interpolators are template parameters, so that each combination of loop type,
+// channel count and kernel is one loop with no per-sample switch; readWave picks it once per
+// sub-block from a table.
+namespace MV {
+
+namespace {
+
+enum LoopType : int { kNone = 0, kForward = 1, kBackward = 2, kBidirectional = 3, kSlice = 4, kPinnedSlice = 5 };
+
+struct SilentKernel {
+    template <int C>
+    MV_HOT_INLINE void read(int64_t, double, double, float* out) const noexcept {
+        out[0] = 0.0f;
+        out[1] = 0.0f;
+    }
+};
+
+// Linear, in the order that gives s[i] exactly at f = 0.
+struct DraftKernel {
+    const float* s0;
+    const float* s1;
+    template <int C>
+    MV_HOT_INLINE void read(int64_t i, double f, double, float* out) const noexcept {
+        const float g = float(f);
+        out[0] = s0[i + 1] * g + (1.0f - g) * s0[i];
+        if constexpr (C == 2) out[1] = s1[i + 1] * g + (1.0f - g) * s1[i];
+    }
+};
+
+// Four-point cubic Hermite.
+struct HermiteKernel {
+    const float* s0;
+    const float* s1;
+    MV_HOT_INLINE static float point(const float* s, int64_t i, float f) noexcept {
+        const float a = s[i], b = s[i + 1], c = s[i - 1], d = s[i + 2];
+        const float m = (b - c) * 0.5f;
+        const float q = a - b;
+        const float r = q + m;
+        const float u = (d - a) * 0.5f + r + q;
+        return ((f * u - (u + r)) * f + m) * f + a;
+    }
+    template <int C>
+    MV_HOT_INLINE void read(int64_t i, double f, double, float* out) const noexcept {
+        out[0] = point(s0, i, float(f));
+        if constexpr (C == 2) out[1] = point(s1, i, float(f));
+    }
+};
+
+// The loop bounds of sample i: the loop moved by its lanes, kept inside the wave and at least one
+// frame long.
+MV_HOT_INLINE void loopBounds(const WaveRead& job, int32_t i, double& ls, double& le) noexcept {
+    const double ws = job.waveStart, we = job.waveEnd;
+    ls = job.loopStart + double(job.loopStartOffset[i]);
+    if (ls >= we - 2) ls = we - 2;
+    if (ls <= ws) ls = ws;
+    le = job.loopEnd + double(job.loopEndOffset[i]);
+    if (le >= we - 1) le = we - 1;
+    if (le <= ls + 1) le = ls + 1;
+}
+
+template <int T, int C, class Kernel>
+MV_HOT_INLINE int32_t walk(WaveRead& job, const Kernel& kernel) noexcept {
+    double pos = job.position;
+    float direction = job.direction;
+    const double ws = job.waveStart, we = job.waveEnd, base = job.baseStep;
+    float* out0 = job.out[0];
+    float* out1 = job.out[1];
+    const int32_t n = job.count;
+    for (int32_t i = 0; i < n; ++i) {
+        double ls = 0, le = 0;
+        if constexpr (T != kNone) loopBounds(job, i, ls, le);
+        const double step = double(job.pitchRatio[i]) * base;
+        const int64_t whole = int64_t(pos);
+        float v[2];
+        kernel.template read<C>(whole, pos - double(whole), step, v);
+        const float a = job.amp[i];
+        out0[i] = v[0] * a;
+        if constexpr (C == 2) out1[i] = v[1] * a;
+
+        if constexpr (T == kForward || T == kBackward || T == kBidirectional) {
+            const float dir = job.loopDirection[i];
+            if (dir + direction >= 0) {
+                pos += step;
+                if (pos >= le) {
+                    if (T == kForward || dir >= 1) {
+                        pos = std::fmod(pos - le, le - ls) + ls;
+                    } else {
+                        // Turn round at the loop end, or where the step overshot it inside the wave.
+                        if (pos > we - 1) pos = we - 1;
+                        direction = -1.0f;
+                    }
+                }
+            } else {
+                const double before = pos;
+                pos -= step;
+                if (pos <= ls) {
+                    if (T == kBackward || dir < 0) {
+                        pos = le;
+                    } else {
+                        if (before >= ls) pos = ls;
+                        if (pos < ws) pos = ws;
+                        direction = 0.0f;
+                    }
+                }
+            }
+        } else {
+            pos += step;
+            const double end = (T == kNone) ? we : le;
+            if (pos >= end) {
+                job.position = 0;
+                job.direction = direction;
+                job.ended = true;
+                return i + 1;
+            }
+        }
+    }
+    job.position = pos;
+    job.direction = direction;
+    return n;
+}
+
+// Interpolation codes of the kernels; kSilent is 0.
+constexpr int kKernels = 6;
+constexpr int kFirstSinc = 3;
+constexpr int kLoopTypes = 6;
+
+template <int K, int T, int C, int W>
+MV_HOT_INLINE int32_t run(WaveRead& job) noexcept {
+    const float* s1 = C == 2 ? job.data[1] : job.data[0];
+    if constexpr (K == WaveRead::kSilent) {
+        return walk<T, C>(job, SilentKernel{});
+    } else if constexpr (K == 1) {
+        return walk<T, C>(job, DraftKernel{job.data[0], s1});
+    } else if constexpr (K == 2) {
+        return walk<T, C>(job, HermiteKernel{job.data[0], s1});
+    } else {
+        constexpr int H = K == 3 ? 32 : K == 4 ? 64 : 128;
+        const SincKernel<H, W> kernel{job.data[0], s1, job.frames, job.sinc, &SincWindow::forHalfWidth(H)};
+        return walk<T, C>(job, kernel);
+    }
+}
+
+template <int K, int T, int C>
+int32_t readBase(WaveRead& job) noexcept {
+    return run<K, T, C, 2>(job);
+}
+
+template <int K, int T, int C>
+[[gnu::target("avx2,fma")]] int32_t readWide(WaveRead& job) noexcept {
+    return run<K, T, C, 4>(job);
+}
+
+using ReadFn = int32_t (*)(WaveRead&) noexcept;
+constexpr int kVariants = kLoopTypes * 2;  // loop type, then channels 1 or 2
+
+template <int K, bool Wide, std::size_t... I>
+constexpr std::array<ReadFn, kVariants> variants(std::index_sequence<I...>) {
+    if constexpr (Wide)
+        return {&readWide<K, int(I / 2), int(I % 2) + 1>...};
+    else
+        return {&readBase<K, int(I / 2), int(I % 2) + 1>...};
+}
+
+template <bool Wide, std::size_t... K>
+constexpr std::array<std::array<ReadFn, kVariants>, sizeof...(K)> table(std::index_sequence<K...>) {
+    return {variants<int(K), Wide>(std::make_index_sequence<kVariants>())...};
+}
+
+constexpr auto kBaseTable = table<false>(std::make_index_sequence<kKernels>());
+
+template <std::size_t... S>
+constexpr std::array<std::array<ReadFn, kVariants>, sizeof...(S)> wideTable(std::index_sequence<S...>) {
+    return {variants<kFirstSinc + int(S), true>(std::make_index_sequence<kVariants>())...};
+}
+constexpr auto kWideTable = wideTable(std::make_index_sequence<kKernels - kFirstSinc>());
+
+bool processorIsWide() noexcept {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+}
+
+}  // namespace
+
+int32_t readWave(WaveRead& job, bool wide) noexcept {
+    static const bool kHasWide = processorIsWide();
+    job.ended = false;
+    if (job.count <= 0) return 0;
+    if (job.frames <= 0) {
+        job.position = 0;
+        job.ended = true;
+        return 0;
+    }
+    if (job.channels > 2) job.channels = 2;
+    if (job.position < 0) job.position = 0;
+    if (job.position >= double(job.frames)) {
+        // Hold the phase, but read from the last frame.
+        job.position = double(job.frames - 1) + (job.position - std::floor(job.position));
+    }
+    const int kernel = (job.interpolation >= 0 && job.interpolation < kKernels) ? job.interpolation : 1;
+    const int loop = (job.loopType >= 0 && job.loopType < kLoopTypes) ? job.loopType : kNone;
+    const std::size_t variant = std::size_t(loop * 2 + (job.channels == 2 ? 1 : 0));
+    if (kernel >= kFirstSinc && wide && kHasWide) return kWideTable[std::size_t(kernel - kFirstSinc)][variant](job);
+    return kBaseTable[std::size_t(kernel)][variant](job);
+}
+
+}  // namespace MV

@@ -1,0 +1,378 @@
+#include <algorithm>
+#include <cmath>
+
+#include "engine/FastMath.h"
+#include "engine/Morvek.h"
+#include "engine/Voice.h"
+#include "engine/VoiceLanes.h"
+#include "engine/VoiceReader.h"
+#include "plug/Wave.h"
+
+// A voice's render call: sub-blocks of up to 256 samples, each filling the control lanes sample
+// by sample, reading the wave, and then passing the block through its stages into the buses.
+namespace MV {
+
+using FastMath::clamp01;
+using FastMath::clampSigned;
+using FastMath::F4;
+using FastMath::load4;
+using FastMath::roundUp4;
+using FastMath::store4;
+
+namespace {
+constexpr int32_t kSubBlock = int32_t(VoiceLanes::kLength);
+constexpr int32_t kSmoothSamples = 256;
+// Stands in for the loop lanes of a voice whose modulation moves nothing per sample.
+alignas(64) const float kZeroLane[VoiceLanes::kLength] = {};
+
+// Adds `signal` into a route by the channel rules: two channels into one are summed at half
+// gain, one channel into two goes to both. `lane` (may be null) adds a per-sample gain offset.
+void mixInto(const RouteTable::Route& route, float* const* signal, int32_t channels, int32_t offset, int32_t n,
+             float gain, const float* lane) {
+    if (route.channels <= 0 || n <= 0) return;
+    for (int32_t c = 0; c < route.channels; ++c) {
+        float* dst = route.channel[c] + offset;
+        if (channels == 2 && route.channels == 1) {
+            if (lane)
+                FastMath::addSumLaneScaled(dst, signal[0], signal[1], lane, gain, n);
+            else
+                FastMath::addSumScaled(dst, signal[0], signal[1], gain * 0.5f, n);
+        } else {
+            const float* src = signal[channels == 2 ? c : 0];
+            if (lane)
+                FastMath::addLaneScaled(dst, src, lane, gain, n);
+            else
+                FastMath::addScaled(dst, src, gain, n);
+        }
+    }
+}
+}  // namespace
+
+// What a render call reads once: the wave's bounds and loop, the bases of level and pan, the
+// channel counts and the route of the voice's output.
+struct Voice::Call {
+    double waveStart = 0;
+    double waveEnd = 0;
+    double loopStart = 0;
+    double loopEnd = 0;
+    int32_t loopType = 0;
+    float panBase = 0;
+    float ampBase = 0;
+    int32_t outChannels = 2;
+    int32_t waveChannels = 1;
+    bool audible = true;
+    // Slots write the lanes sample by sample; otherwise every lane but level and pitch is constant.
+    bool modulated = false;
+    double baseStep = 1;
+    double rateRatio = 1;
+    int32_t interpolation = 1;
+    const RouteTable::Route* route = nullptr;
+};
+
+void Voice::render(Morvek& engine, int32_t offset, int32_t count) {
+    if (state == kIdle) {
+        flags = uint8_t((flags & 0xF8) | kDead);
+        return;
+    }
+    // Only a record set up by hand lacks these; it has nothing to play.
+    if (!group || !wave || !slot || !output) return;
+    if (delay_left > 1) {
+        if (state == kRelease) {
+            kill();
+            return;
+        }
+        if (double(count) <= delay_left) {
+            delay_left -= double(count);
+            return;
+        }
+        const auto skip = int32_t(delay_left);
+        offset += skip;
+        count -= skip;
+        delay_left = 0;
+    }
+    if (!(flags & kDead) && group_mod_count != group->modCount()) {
+        refreshFromGroup(engine);
+        runStaticSlots(engine);
+    }
+    followTempo(engine);
+
+    const ZnPlug::Wave& w = *wave;
+    const ZnPlug::ProcessContext& ctx = engine.context();
+    Call call;
+    call.waveEnd = double(std::min(w.end, w.frames()));
+    call.waveStart = std::min(double(w.start), call.waveEnd);
+    call.loopStart = call.waveStart;
+    call.loopEnd = call.waveEnd;
+    if (group->playmode < kPlayOneshot && loop_index >= 0 && std::size_t(loop_index) < w.loops.size()) {
+        const ZnPlug::Loop& loop = w.loops[std::size_t(loop_index)];
+        call.loopStart = double(loop.start);
+        call.loopEnd = double(loop.end);
+        call.loopType = int32_t(loop.mode);
+    }
+    const bool repeats = call.loopType >= 1 && call.loopType <= 3;
+    if (position >= call.waveEnd && !repeats) {
+        position = 0;
+        kill();
+        return;
+    }
+    call.panBase = group->pan + static_pan;
+    call.ampBase = group->amp + static_volume;
+    call.outChannels = output->channels >= 2 ? 2 : 1;
+    call.waveChannels = w.channels() >= 2 ? 2 : 1;
+    call.audible = !slot->muted();
+    call.modulated = n_control > 0;
+    call.rateRatio = ctx.rate_ratio;
+    call.baseStep = ctx.rate_ratio * double(wave_rate);
+    const uint8_t override = engine.interpolationOverride();
+    call.interpolation = override ? override : interpolation;
+    call.route = &engine.routes()[RouteTable::kFirstOutput + int(output - engine.outputs.data())];
+
+    if (key != kNoKey && channel) aftertouch = float(channel->keys[key & 127].pressure);
+    if (channel && (channel->changes & ~uint32_t(Channel::kChangeController))) smooth_left = kSmoothSamples;
+    if (smooth_left == 0) refreshControlSlots(engine);
+    bpm_ratio = (w.tempo > 0 && ctx.tempo > 0) ? float(std::log(ctx.tempo / double(w.tempo)) / std::log(2.0)) : 0.0f;
+
+    while (count > 0) {
+        const int32_t n = std::min(kSubBlock, count);
+        count -= n;
+        offset += renderBlock(engine, call, offset, n, count == 0);
+        if (state == kIdle) break;
+    }
+    if (state == kIdle) flags = uint8_t((flags & 0xF8) | kDead);
+}
+
+int32_t Voice::renderBlock(Morvek& engine, const Call& call, int32_t offset, int32_t n, bool last) {
+    VoiceLanes& lanes = engine.lanes();
+    const int32_t lanesMade = fillLanes(lanes, call, n);
+    const int32_t made = readSamples(call, lanes, lanesMade);
+    if (made <= 0) return 0;
+    if (declick_left > 0) declick(call, lanes, made);
+    if (last) keepLastOutputs(call, lanes, made);
+
+    float* signal[2] = {lanes.raw[0].data(), lanes.raw[1].data()};
+    int32_t channels = call.waveChannels;
+    filterStage(lanes, signal, channels, made);
+    insertStage(call, lanes, signal, channels, made);
+    groupSends(engine, call, lanes, signal, channels, offset, made, true);
+    volumeAndPan(call, lanes, signal, channels, made);
+    groupSends(engine, call, lanes, signal, channels, offset, made, false);
+    slotSends(engine, signal, channels, offset, made, true);
+    slotPan(signal, channels, made);
+    slotSends(engine, signal, channels, offset, made, false);
+    mixOutput(call, signal, channels, offset, made);
+    return made;
+}
+
+int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
+    float* amp = lanes.lane(VoiceLanes::kAmp);
+    float* pitch = lanes.lane(VoiceLanes::kPitchRatio);
+    const bool gliding = glide_pitch != glide_target;
+    if (!call.modulated && !gliding && state == kSustain) {
+        // Nothing moves: level and pitch hold for the whole sub-block.
+        aeg.step(state);
+        FastMath::fill(amp, static_gain * aeg.out, n);
+        FastMath::fill(pitch, pitch_ratio, n);
+        return n;
+    }
+    for (int32_t i = 0; i < n; ++i) {
+        if (glide_pitch != glide_target) {
+            glide_pitch += glide_step;
+            if (glide_step == 0 || (glide_step > 0 ? glide_pitch > glide_target : glide_pitch < glide_target))
+                glide_pitch = glide_target;
+        }
+        const float p = glide_pitch + dest.pitch + dest.pitch_raw;
+        if (p != last_pitch) {
+            pitch_ratio = std::exp2(p);
+            last_pitch = p;
+        }
+        aeg.step(state);
+        amp[i] = static_gain * aeg.out;
+        pitch[i] = pitch_ratio;
+        if (call.modulated) writeModulatedLanes(lanes, i);
+        if (state == kIdle) return i + 1;
+    }
+    return n;
+}
+
+void Voice::writeModulatedLanes(VoiceLanes& lanes, int32_t i) {
+    const auto at = std::size_t(i);
+    lanes.lanes[VoiceLanes::kFilterFreq][at] = filter.filter_freq;
+    lanes.lanes[VoiceLanes::kFilterRes][at] = filter.filter_res;
+    lanes.lanes[VoiceLanes::kFilterDrive][at] = filter.filter_drive;
+    lanes.lanes[VoiceLanes::kLoopStart][at] = dest.loop_start * wave_rate;
+    lanes.lanes[VoiceLanes::kLoopEnd][at] = dest.loop_end * wave_rate;
+    lanes.lanes[VoiceLanes::kLoopDir][at] = dest.loop_dir;
+    lanes.lanes[VoiceLanes::kPan][at] = dest.pan;
+    lanes.lanes[VoiceLanes::kVolume][at] = dest.volume;
+    lanes.lanes[VoiceLanes::kInsert1][at] = dest.insert1 + static_insert1;
+    lanes.lanes[VoiceLanes::kInsert2][at] = dest.insert2 + static_insert2;
+    lanes.lanes[VoiceLanes::kSend1][at] = dest.send1;
+    lanes.lanes[VoiceLanes::kSend2][at] = dest.send2;
+    lanes.lanes[VoiceLanes::kSend3][at] = dest.send3;
+}
+
+int32_t Voice::readSamples(const Call& call, VoiceLanes& lanes, int32_t n) {
+    const ZnPlug::Wave& w = *wave;
+    WaveRead job;
+    job.data[0] = w.channelData(0);
+    job.data[1] = call.waveChannels == 2 ? w.channelData(1) : job.data[0];
+    job.channels = call.waveChannels;
+    job.frames = int64_t(w.frames());
+    job.waveStart = call.waveStart;
+    job.waveEnd = call.waveEnd;
+    job.loopStart = call.loopStart;
+    job.loopEnd = call.loopEnd;
+    job.loopType = call.loopType;
+    job.baseStep = call.baseStep;
+    job.interpolation = call.audible ? call.interpolation : WaveRead::kSilent;
+    job.sinc = &lanes.sinc;
+    job.amp = lanes.lane(VoiceLanes::kAmp);
+    job.pitchRatio = lanes.lane(VoiceLanes::kPitchRatio);
+    job.loopStartOffset = call.modulated ? lanes.lane(VoiceLanes::kLoopStart) : kZeroLane;
+    job.loopEndOffset = call.modulated ? lanes.lane(VoiceLanes::kLoopEnd) : kZeroLane;
+    job.loopDirection = call.modulated ? lanes.lane(VoiceLanes::kLoopDir) : kZeroLane;
+    job.out[0] = lanes.raw[0].data();
+    job.out[1] = lanes.raw[1].data();
+    job.count = n;
+    job.position = position;
+    job.direction = direction;
+    const int32_t made = readWave(job);
+    position = job.position;
+    direction = job.direction;
+    if (job.ended) {
+        state = kIdle;
+        aeg.level = 0;
+        aeg.out = 0;
+        position = 0;
+    }
+    return made;
+}
+
+void Voice::declick(const Call& call, VoiceLanes& lanes, int32_t n) {
+    const float scale = float(1.0 / (call.rateRatio * 64.0));
+    for (int32_t i = 0; i < n && declick_left > 0; ++i, --declick_left) {
+        const float e = float(declick_left) * scale;
+        const float keep = (1.0f - e) * (1.0f - e);
+        for (int32_t c = 0; c < call.waveChannels; ++c) {
+            float& s = lanes.raw[std::size_t(c)][std::size_t(i)];
+            s = s * keep + e * declick_value[std::size_t(c)];
+            declick_value[std::size_t(c)] += declick_slope[std::size_t(c)] * e;
+        }
+    }
+}
+
+void Voice::keepLastOutputs(const Call& call, const VoiceLanes& lanes, int32_t n) {
+    for (int32_t c = 0; c < call.waveChannels; ++c) {
+        const auto& raw = lanes.raw[std::size_t(c)];
+        last_out[std::size_t(c)] = raw[std::size_t(n - 1)];
+        prev_out[std::size_t(c)] = raw[std::size_t(n >= 2 ? n - 2 : n - 1)];
+    }
+}
+
+void Voice::filterStage(VoiceLanes& lanes, float** signal, int32_t channels, int32_t n) {
+    // The voice filter takes the raw signal here into lanes.filtered; until it exists the raw
+    // signal passes on unchanged.
+    (void)lanes;
+    (void)signal;
+    (void)channels;
+    (void)n;
+}
+
+void Voice::insertStage(const Call& call, VoiceLanes& lanes, float** signal, int32_t& channels, int32_t n) {
+    if (!processor) return;
+    if (channels == 1 && processor->wantsStereo()) {
+        std::copy_n(signal[0], n, lanes.inserted[1].data());
+        signal[1] = lanes.inserted[1].data();
+        channels = 2;
+    }
+    float* par1 = lanes.lane(VoiceLanes::kInsert1);
+    float* par2 = lanes.lane(VoiceLanes::kInsert2);
+    if (!call.modulated) {
+        FastMath::fill(par1, static_insert1, n);
+        FastMath::fill(par2, static_insert2, n);
+    }
+    processor->process(signal, 0, n, channels, par1, par2);
+}
+
+void Voice::groupSends(Morvek& engine, const Call& call, VoiceLanes& lanes, float* const* signal, int32_t channels,
+                       int32_t offset, int32_t n, bool preFader) {
+    static constexpr VoiceLanes::Lane kSendLanes[3] = {VoiceLanes::kSend1, VoiceLanes::kSend2, VoiceLanes::kSend3};
+    for (std::size_t s = 0; s < 3; ++s) {
+        const Send& send = group->sends[s];
+        if (send.preFader != preFader || send.dest == kRouteNone) continue;
+        const float base = send.level + static_send[s];
+        mixInto(engine.routes()[send.dest], signal, channels, offset, n, base,
+                call.modulated ? lanes.lane(kSendLanes[s]) : nullptr);
+    }
+}
+
+void Voice::volumeAndPan(const Call& call, VoiceLanes& lanes, float** signal, int32_t& channels, int32_t n) {
+    float* l = signal[0];
+    float* r = signal[1];
+    if (channels == 1 && r == l) r = signal[1] = lanes.raw[1].data();
+    const int32_t out = call.outChannels;
+    if (!call.modulated) {
+        const float p = clampSigned(call.panBase);
+        const float vol = clamp01(call.ampBase);
+        const float lg = clamp01(1.0f - p) * vol, rg = clamp01(1.0f + p) * vol;
+        const int32_t nv = roundUp4(n);
+        if (channels == 1 && out == 2) {
+            for (int32_t i = 0; i < nv; i += 4) {
+                const F4 s = load4(l + i);
+                store4(r + i, s * rg);
+                store4(l + i, s * lg);
+            }
+        } else if (channels == 2 && out == 1) {
+            for (int32_t i = 0; i < nv; i += 4) store4(l + i, (load4(l + i) * lg + load4(r + i) * rg) * 0.5f);
+        } else if (channels == 2) {
+            FastMath::scale(l, lg, n);
+            FastMath::scale(r, rg, n);
+        } else {
+            FastMath::scale(l, vol, n);
+        }
+        channels = out;
+        return;
+    }
+    const float* panLane = lanes.lane(VoiceLanes::kPan);
+    const float* volLane = lanes.lane(VoiceLanes::kVolume);
+    for (int32_t i = 0; i < roundUp4(n); i += 4) {
+        const F4 p = FastMath::clampSigned(load4(panLane + i) + call.panBase);
+        const F4 vol = FastMath::clamp01(load4(volLane + i) + call.ampBase);
+        const F4 lg = FastMath::clamp01(1.0f - p) * vol, rg = FastMath::clamp01(1.0f + p) * vol;
+        const F4 a = load4(l + i);
+        if (channels == 1 && out == 2) {
+            store4(r + i, a * rg);
+            store4(l + i, a * lg);
+        } else if (channels == 2 && out == 1) {
+            store4(l + i, (a * lg + load4(r + i) * rg) * 0.5f);
+        } else if (channels == 2) {
+            store4(l + i, a * lg);
+            store4(r + i, load4(r + i) * rg);
+        } else {
+            store4(l + i, a * vol);
+        }
+    }
+    channels = out;
+}
+
+void Voice::slotSends(Morvek& engine, float* const* signal, int32_t channels, int32_t offset, int32_t n,
+                      bool preFader) {
+    for (const SlotSend& send : slot->sends) {
+        if (send.preFader != preFader || send.dest == kRouteNone) continue;
+        const float gain = preFader ? send.level : send.level * slot->amp;
+        mixInto(engine.routes()[send.dest], signal, channels, offset, n, gain, nullptr);
+    }
+}
+
+void Voice::slotPan(float* const* signal, int32_t channels, int32_t n) {
+    if (slot->pan == 0 || channels != 2) return;
+    const float p = clampSigned(slot->pan);
+    FastMath::scale(signal[0], clamp01(1.0f - p), n);
+    FastMath::scale(signal[1], clamp01(1.0f + p), n);
+}
+
+void Voice::mixOutput(const Call& call, float* const* signal, int32_t channels, int32_t offset, int32_t n) {
+    mixInto(*call.route, signal, channels, offset, n, slot->amp, nullptr);
+}
+
+}  // namespace MV

@@ -37,6 +37,10 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     std::string pattern = std::filesystem::temp_directory_path().string() + "/morvek-sfz-fuzz-XXXXXX";
     if (!::mkdtemp(pattern.data())) std::abort();
     scratch = pattern + "/";
+    std::atexit([] {
+        std::error_code ignored;
+        std::filesystem::remove_all(scratch, ignored);
+    });
     writeWave(scratch + "a.wav", 200, 60);
     writeWave(scratch + "b.wav", 120, 72);
     std::ofstream(scratch + "input.sfz") << "";

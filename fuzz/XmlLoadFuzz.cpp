@@ -82,10 +82,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     MV::MVLoad load(*bank, filter, find, process, places, MV::MVLoad::kChunkMode);
     try {
         const std::string root = MV::XmlParser::rootElement(text);
-        if (root == "bank") load.loadBankText(text);
-        else if (root == "performance") load.loadPerformanceText(text);
-        else if (root == "wavematrix") load.loadMatrixText(text);
-        else load.loadProgramText(text);
+        if (root == "bank")
+            load.loadBankText(text);
+        else if (root == "performance")
+            load.loadPerformanceText(text);
+        else if (root == "wavematrix")
+            load.loadMatrixText(text);
+        else
+            load.loadProgramText(text);
     } catch (const std::exception&) {
         return 0;
     }

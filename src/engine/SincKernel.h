@@ -50,33 +50,27 @@ struct SincWindow {
     alignas(32) std::array<double, SincCache::kSize> sinTab{};
 };
 
-// Vector types of W doubles and W floats for the tap loop.
+// Vectors of W doubles for the tap loop.
 template <int W>
 struct SincLanes;
 template <>
 struct SincLanes<2> {
     using D = double __attribute__((vector_size(16)));
-    using F = float __attribute__((vector_size(8)));
 };
 template <>
 struct SincLanes<4> {
     using D = double __attribute__((vector_size(32)));
-    using F = float __attribute__((vector_size(16)));
 };
 
 // One channel or two through the kernel of half-width H, W taps at a time; W = 4 only inside
-// functions compiled for AVX. Vectors never cross a function boundary. Taps k and -k go
-// together: their window and numerator share the products of the tables, and one division
-// 1 / ((k - f)(k + f)) serves both.
+// functions compiled for AVX. Vectors never cross a function boundary.
 template <int H, int W>
 struct SincKernel {
     static constexpr double kPi = 3.14159265358979323846;
     // Below this the fraction and the step count as this much, so that nothing divides by 0.
     static constexpr double kTiny = 1e-25;
-    static_assert(H % W == 0);
 
     using D = typename SincLanes<W>::D;
-    using F = typename SincLanes<W>::F;
 
     const float* s0 = nullptr;
     const float* s1 = nullptr;
@@ -84,7 +78,8 @@ struct SincKernel {
     SincCache* cache = nullptr;
     const SincWindow* window = nullptr;
 
-    // The four per-sample halves of the angle additions.
+    // The fraction, and the sines and cosines of its two angles: the per-sample halves of the
+    // angle additions.
     struct Phase {
         double fp, cf, sf, ccf, scf;
     };
@@ -99,66 +94,17 @@ struct SincKernel {
         cache->prepare(c);
         FastMath::sinCosQuarterTurn(kPi * ph.fp / H, ph.sf, ph.cf);
         FastMath::sinCosHalfTurn(c * kPi * ph.fp, ph.scf, ph.ccf);
+        int lo = -H, hi = H;
         if constexpr (H == 128) {
             // The widest kernel would read past the 64 guard frames; its range is cut to them.
             const int64_t below = i + 64, above = frames - i + 63;
-            if (below < 128 || above < 128) {
-                readRange<C>(i, below < 128 ? -int(below) : -128, above < 128 ? int(above) : 128, ph, out);
-                return;
-            }
+            lo = below < 128 ? -int(below) : -128;
+            hi = above < 128 ? int(above) : 128;
         }
-        readPaired<C>(i, ph, out);
+        readRange<C>(i, lo, hi, ph, out);
     }
 
-    template <int C>
-    MV_HOT_INLINE void readPaired(int64_t i, const Phase& ph, float* out) const noexcept {
-        const double* wc = window->cosAt();
-        const double* ws = window->sinAt();
-        const double* ns = cache->sinAt();
-        const double* nc = cache->cosAt();
-        const float* p0 = s0 + i;
-        const float* p1 = s1 + i;
-        // Tap 0 alone.
-        const double k0 = (0.5 + wc[0] * ph.cf) * (ns[0] * ph.ccf - nc[0] * ph.scf) / -ph.fp;
-        double r0 = double(p0[0]) * k0;
-        double r1 = double(p1[0]) * k0;
-
-        D acc0 = {}, acc1 = {};
-        D kv = {};
-        for (int j = 0; j < W; ++j) kv[j] = double(1 + j);
-        for (int k = 1; k <= H; k += W) {
-            D a, b, p, q;
-            std::memcpy(&a, wc + k, sizeof a);
-            std::memcpy(&b, ws + k, sizeof b);
-            std::memcpy(&p, ns + k, sizeof p);
-            std::memcpy(&q, nc + k, sizeof q);
-            const D win = a * ph.cf + 0.5, tilt = b * ph.sf;
-            const D sinCos = p * ph.ccf, cosSin = q * ph.scf;
-            const D below = kv - ph.fp, above = kv + ph.fp;
-            const D d = 1.0 / (below * above);
-            // W(k - f) sin(c pi (k - f)) / (pi (k - f)), and the same at -k - f.
-            const D up = (win + tilt) * (sinCos - cosSin) * (above * d);
-            const D down = (win - tilt) * (sinCos + cosSin) * (below * d);
-            D x, y;
-            load(p0 + k, x);
-            loadReversed(p0 - k - (W - 1), y);
-            acc0 += x * up + y * down;
-            if constexpr (C == 2) {
-                load(p1 + k, x);
-                loadReversed(p1 - k - (W - 1), y);
-                acc1 += x * up + y * down;
-            }
-            kv += double(W);
-        }
-        for (int j = 0; j < W; ++j) {
-            r0 += acc0[j];
-            r1 += acc1[j];
-        }
-        out[0] = float(r0);
-        out[1] = float(r1);
-    }
-
-    // Any range of taps, one by one in vectors: the cut kernel near the ends of a wave.
+    // The taps lo to hi, W at a time, and the rest one by one.
     template <int C>
     MV_HOT_INLINE void readRange(int64_t i, int lo, int hi, const Phase& ph, float* out) const noexcept {
         const double* wc = window->cosAt();
@@ -204,22 +150,21 @@ struct SincKernel {
         out[1] = float(r1);
     }
 
-    // W samples from p as doubles. Results go through a reference: a vector returned by value
-    // would change the calling convention between the two instruction sets.
+    // W samples from p as doubles. Built element by element, which compilers turn into one
+    // widening load; results go through a reference, since a vector returned by value would
+    // change the calling convention between the two instruction sets.
     MV_HOT_INLINE static void load(const float* p, D& to) noexcept {
-        F x;
-        std::memcpy(&x, p, sizeof x);
-        to = __builtin_convertvector(x, D);
+        if constexpr (W == 4)
+            to = D{double(p[0]), double(p[1]), double(p[2]), double(p[3])};
+        else
+            to = D{double(p[0]), double(p[1])};
     }
     // W samples ending at p + W - 1, last first: the taps -k, -k-1, ... in lane order.
     MV_HOT_INLINE static void loadReversed(const float* p, D& to) noexcept {
-        F x;
-        std::memcpy(&x, p, sizeof x);
         if constexpr (W == 4)
-            x = __builtin_shufflevector(x, x, 3, 2, 1, 0);
+            to = D{double(p[3]), double(p[2]), double(p[1]), double(p[0])};
         else
-            x = __builtin_shufflevector(x, x, 1, 0);
-        to = __builtin_convertvector(x, D);
+            to = D{double(p[1]), double(p[0])};
     }
 };
 

@@ -76,6 +76,7 @@ bool Voice::start(Morvek& engine, Channel& ch, const ProgramSlot& sl, const Grou
     const uint8_t sounding = uint8_t(playedKey + sl.transpose);
 
     dest = {};
+    if (fresh) filter = {};
     aeg.amp_mod = 0;
     static_volume = static_pan = static_insert1 = static_insert2 = static_pitch = 0;
     static_send = {};
@@ -89,7 +90,8 @@ bool Voice::start(Morvek& engine, Channel& ch, const ProgramSlot& sl, const Grou
     auto_sources = 0;
     velocity = vel;
     pickOutput(engine, sl, gr);
-    velocity_curve = VelocityCurve::effective(gr.velocityCurve, sl.velocityCurve, engine.settings().defaultVelocityCurve);
+    velocity_curve =
+        VelocityCurve::effective(gr.velocityCurve, sl.velocityCurve, engine.settings().defaultVelocityCurve);
     static_gain = VelocityCurve::staticGain(VelocityCurve::gain(velocity_curve, vel), gr.velocity);
     const Split& split = gr.splitFor(sounding);
     prepareInsert(engine, gr, fresh);
@@ -276,9 +278,11 @@ void Voice::placePosition(bool fresh, const Wave* oldWave, int32_t oldLoop, doub
 void Voice::tune(Morvek& engine, const Split& split, uint8_t soundingKey, int8_t detune, uint8_t previousKey,
                  uint8_t playedKey) {
     const float s = centsPerKey(group->tuning);
-    int root = split.hasOverride() ? split.rootOverride : wave->root;
+    // A matrix plays at the root of the cell that the lowest source values select, whatever cell
+    // sounds: that is the root its split shows.
+    int root = split.root();
     if (root == kNoRoot) root = kDefaultRoot;
-    const float fineOfWave = float(split.hasOverride() ? split.fineOverride : wave->fine);
+    const float fineOfWave = float(split.fine());
     const float groupTune = float(group->fine) / 1200.0f + float(group->coarse) / 12.0f -
                             (float(root) * s - fineOfWave) / 1200.0f;
     const float slotDetune = float(slot->detune) / 1200.0f;

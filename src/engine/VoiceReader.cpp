@@ -55,19 +55,20 @@ struct HermiteKernel {
     }
 };
 
-// The loop bounds of sample i: the loop moved by its lanes, kept inside the wave and at least one
-// frame long.
-MV_HOT_INLINE void loopBounds(const WaveRead& job, int32_t i, double& ls, double& le) noexcept {
+// The loop moved by its offsets, kept inside the wave and at least one frame long.
+MV_HOT_INLINE void loopBounds(const WaveRead& job, double startOffset, double endOffset, double& ls,
+                              double& le) noexcept {
     const double ws = job.waveStart, we = job.waveEnd;
-    ls = job.loopStart + double(job.loopStartOffset[i]);
+    ls = job.loopStart + startOffset;
     if (ls >= we - 2) ls = we - 2;
     if (ls <= ws) ls = ws;
-    le = job.loopEnd + double(job.loopEndOffset[i]);
+    le = job.loopEnd + endOffset;
     if (le >= we - 1) le = we - 1;
     if (le <= ls + 1) le = ls + 1;
 }
 
-template <int T, int C, class Kernel>
+// M: the loop lanes move, so the bounds and the direction are read at every sample.
+template <int T, int C, bool M, class Kernel>
 MV_HOT_INLINE int32_t walk(WaveRead& job, const Kernel& kernel) noexcept {
     double pos = job.position;
     float direction = job.direction;
@@ -75,9 +76,11 @@ MV_HOT_INLINE int32_t walk(WaveRead& job, const Kernel& kernel) noexcept {
     float* out0 = job.out[0];
     float* out1 = job.out[1];
     const int32_t n = job.count;
+    double ls = 0, le = 0;
+    if constexpr (T != kNone && !M) loopBounds(job, 0.0, 0.0, ls, le);
     for (int32_t i = 0; i < n; ++i) {
-        double ls = 0, le = 0;
-        if constexpr (T != kNone) loopBounds(job, i, ls, le);
+        if constexpr (T != kNone && M)
+            loopBounds(job, double(job.loopStartOffset[i]), double(job.loopEndOffset[i]), ls, le);
         const double step = double(job.pitchRatio[i]) * base;
         const int64_t whole = int64_t(pos);
         float v[2];
@@ -87,7 +90,7 @@ MV_HOT_INLINE int32_t walk(WaveRead& job, const Kernel& kernel) noexcept {
         if constexpr (C == 2) out1[i] = v[1] * a;
 
         if constexpr (T == kForward || T == kBackward || T == kBidirectional) {
-            const float dir = job.loopDirection[i];
+            const float dir = M ? job.loopDirection[i] : 0.0f;
             if (dir + direction >= 0) {
                 pos += step;
                 if (pos >= le) {
@@ -130,44 +133,44 @@ MV_HOT_INLINE int32_t walk(WaveRead& job, const Kernel& kernel) noexcept {
 
 // Interpolation codes of the kernels; kSilent is 0.
 constexpr int kKernels = 6;
-constexpr int kFirstSinc = 3;
 constexpr int kLoopTypes = 6;
 
-template <int K, int T, int C, int W>
+template <int K, int T, int C, bool M, int W>
 MV_HOT_INLINE int32_t run(WaveRead& job) noexcept {
     const float* s1 = C == 2 ? job.data[1] : job.data[0];
     if constexpr (K == WaveRead::kSilent) {
-        return walk<T, C>(job, SilentKernel{});
+        return walk<T, C, M>(job, SilentKernel{});
     } else if constexpr (K == 1) {
-        return walk<T, C>(job, DraftKernel{job.data[0], s1});
+        return walk<T, C, M>(job, DraftKernel{job.data[0], s1});
     } else if constexpr (K == 2) {
-        return walk<T, C>(job, HermiteKernel{job.data[0], s1});
+        return walk<T, C, M>(job, HermiteKernel{job.data[0], s1});
     } else {
         constexpr int H = K == 3 ? 32 : K == 4 ? 64 : 128;
         const SincKernel<H, W> kernel{job.data[0], s1, job.frames, job.sinc, &SincWindow::forHalfWidth(H)};
-        return walk<T, C>(job, kernel);
+        return walk<T, C, M>(job, kernel);
     }
 }
 
-template <int K, int T, int C>
+template <int K, int T, int C, bool M>
 int32_t readBase(WaveRead& job) noexcept {
-    return run<K, T, C, 2>(job);
+    return run<K, T, C, M, 2>(job);
 }
 
-template <int K, int T, int C>
+template <int K, int T, int C, bool M>
 [[gnu::target("avx2,fma")]] int32_t readWide(WaveRead& job) noexcept {
-    return run<K, T, C, 4>(job);
+    return run<K, T, C, M, 4>(job);
 }
 
 using ReadFn = int32_t (*)(WaveRead&) noexcept;
-constexpr int kVariants = kLoopTypes * 2;  // loop type, then channels 1 or 2
+// Per kernel: loop type, then channels 1 or 2, then whether the loop lanes move.
+constexpr int kVariants = kLoopTypes * 2 * 2;
 
 template <int K, bool Wide, std::size_t... I>
 constexpr std::array<ReadFn, kVariants> variants(std::index_sequence<I...>) {
     if constexpr (Wide)
-        return {&readWide<K, int(I / 2), int(I % 2) + 1>...};
+        return {&readWide<K, int(I / 4), int(I / 2 % 2) + 1, (I % 2) == 1>...};
     else
-        return {&readBase<K, int(I / 2), int(I % 2) + 1>...};
+        return {&readBase<K, int(I / 4), int(I / 2 % 2) + 1, (I % 2) == 1>...};
 }
 
 template <bool Wide, std::size_t... K>
@@ -176,12 +179,7 @@ constexpr std::array<std::array<ReadFn, kVariants>, sizeof...(K)> table(std::ind
 }
 
 constexpr auto kBaseTable = table<false>(std::make_index_sequence<kKernels>());
-
-template <std::size_t... S>
-constexpr std::array<std::array<ReadFn, kVariants>, sizeof...(S)> wideTable(std::index_sequence<S...>) {
-    return {variants<kFirstSinc + int(S), true>(std::make_index_sequence<kVariants>())...};
-}
-constexpr auto kWideTable = wideTable(std::make_index_sequence<kKernels - kFirstSinc>());
+constexpr auto kWideTable = table<true>(std::make_index_sequence<kKernels>());
 
 bool processorIsWide() noexcept {
     __builtin_cpu_init();
@@ -207,8 +205,8 @@ int32_t readWave(WaveRead& job, bool wide) noexcept {
     }
     const int kernel = (job.interpolation >= 0 && job.interpolation < kKernels) ? job.interpolation : 1;
     const int loop = (job.loopType >= 0 && job.loopType < kLoopTypes) ? job.loopType : kNone;
-    const std::size_t variant = std::size_t(loop * 2 + (job.channels == 2 ? 1 : 0));
-    if (kernel >= kFirstSinc && wide && kHasWide) return kWideTable[std::size_t(kernel - kFirstSinc)][variant](job);
+    const std::size_t variant = std::size_t(loop * 4 + (job.channels == 2 ? 2 : 0) + (job.loopMoves ? 1 : 0));
+    if (wide && kHasWide) return kWideTable[std::size_t(kernel)][variant](job);
     return kBaseTable[std::size_t(kernel)][variant](job);
 }
 

@@ -31,6 +31,8 @@ struct WaveRead {
     SincCache* sinc = nullptr;
 
     // Per-sample lanes: amplitude, pitch ratio, loop start and end offsets (frames), direction.
+    // Without `loopMoves` the loop lanes are taken as 0 and not read.
+    bool loopMoves = false;
     const float* amp = nullptr;
     const float* pitchRatio = nullptr;
     const float* loopStartOffset = nullptr;
@@ -48,7 +50,7 @@ struct WaveRead {
 
 // Reads up to `count` samples of min(2, channels) channels into `out`; fewer when the wave or the
 // slice ends, which sets `ended` and leaves the position at 0. Returns the number made. `wide`
-// lets the sinc kernels use AVX where the processor has it; tests compare both paths.
+// lets the kernels use AVX2 and FMA where the processor has them; tests compare both paths.
 // [audio-thread] [main-lock] Allocates nothing.
 int32_t readWave(WaveRead& job, bool wide = true) noexcept;
 

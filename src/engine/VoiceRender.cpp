@@ -22,8 +22,6 @@ using FastMath::store4;
 namespace {
 constexpr int32_t kSubBlock = int32_t(VoiceLanes::kLength);
 constexpr int32_t kSmoothSamples = 256;
-// Stands in for the loop lanes of a voice whose modulation moves nothing per sample.
-alignas(64) const float kZeroLane[VoiceLanes::kLength] = {};
 
 // Adds `signal` into a route by the channel rules: two channels into one are summed at half
 // gain, one channel into two goes to both. `lane` (may be null) adds a per-sample gain offset.
@@ -228,9 +226,10 @@ int32_t Voice::readSamples(const Call& call, VoiceLanes& lanes, int32_t n) {
     job.sinc = &lanes.sinc;
     job.amp = lanes.lane(VoiceLanes::kAmp);
     job.pitchRatio = lanes.lane(VoiceLanes::kPitchRatio);
-    job.loopStartOffset = call.modulated ? lanes.lane(VoiceLanes::kLoopStart) : kZeroLane;
-    job.loopEndOffset = call.modulated ? lanes.lane(VoiceLanes::kLoopEnd) : kZeroLane;
-    job.loopDirection = call.modulated ? lanes.lane(VoiceLanes::kLoopDir) : kZeroLane;
+    job.loopMoves = call.modulated;
+    job.loopStartOffset = lanes.lane(VoiceLanes::kLoopStart);
+    job.loopEndOffset = lanes.lane(VoiceLanes::kLoopEnd);
+    job.loopDirection = lanes.lane(VoiceLanes::kLoopDir);
     job.out[0] = lanes.raw[0].data();
     job.out[1] = lanes.raw[1].data();
     job.count = n;

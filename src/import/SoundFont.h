@@ -14,6 +14,8 @@ class ProcessCallbacks;
 // A SoundFont 2 file opened for import. Opening reads only the tables; the sample data of a
 // wave is fetched when a preset that plays it is imported. Presets are listed sorted by bank,
 // then program. Waves are one per sample, or one per stereo pair of a left and a right sample.
+// Make it with ZnLib::makeRef: every wave it makes holds it as its `container`, so the file
+// stays open while any of them lives.
 //
 // Threads: opened and used on the thread of the load [ui-thread], no lock held.
 class SoundFont : public ImportBank {

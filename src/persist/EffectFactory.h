@@ -13,9 +13,9 @@ namespace MV {
 // The `type` texts of `fx` and `insert` elements; the index is the unit's type.
 inline constexpr std::array<const char*, 9> kEffectTypeNames = {
     "None", "Reverb", "Delay", "Phaser", "Chorus", "Flanger", "Distortion", "AlienWah", "Equalizer"};
-inline constexpr std::array<const char*, 11> kInsertTypeNames = {
-    "None",       "Bassline",   "Bitcrusher", "Compressor", "Phaser",  "Chorus",
-    "Flanger",    "Distortion", "Saturation", "Gloubi",     "AlienWah"};
+inline constexpr std::array<const char*, 11> kInsertTypeNames = {"None",       "Bassline", "Bitcrusher", "Compressor",
+                                                                 "Phaser",     "Chorus",   "Flanger",    "Distortion",
+                                                                 "Saturation", "Gloubi",   "AlienWah"};
 
 // One effect parameter as a document holds it: its key, its value in display form, and the
 // automation parameter it is bound to (-1 none).
@@ -58,7 +58,8 @@ public:
 
 // Makes the effect units that documents name, and sets their parameters by key and display
 // text. The engine registers a factory of its real units at start-up; until then the stored
-// units above stand in.
+// units above stand in. The operations are called by the readers on the thread of the load
+// [ui-thread] (or a loading worker), no lock held: the units are not yet playing.
 class EffectFactory {
 public:
     virtual ~EffectFactory() = default;

@@ -10,11 +10,10 @@ namespace {
 
 // Codes 2 to 41 in order; "bank" is tested on its own first.
 constexpr std::array<std::string_view, 40> kElementNames = {
-    "xctrl",       "midi",       "automation", "output",  "wave",    "program",   "range",  "group",
-    "aeg",         "env1",       "env2",       "lfo1",    "lfo2",    "seq1",      "seq2",   "seq3",
-    "filter",      "modulation", "entry",      "split",   "performance", "slot",  "wavematrix", "xaxis",
-    "yaxis",       "column",     "row",        "cell",    "fx",      "insert",    "param",  "send",
-    "amp",         "pan",        "transpose",  "detune",  "level",   "switcher",  "loop",   "fade"};
+    "xctrl",       "midi", "automation", "output", "wave",      "program", "range",  "group",      "aeg",   "env1",
+    "env2",        "lfo1", "lfo2",       "seq1",   "seq2",      "seq3",    "filter", "modulation", "entry", "split",
+    "performance", "slot", "wavematrix", "xaxis",  "yaxis",     "column",  "row",    "cell",       "fx",    "insert",
+    "param",       "send", "amp",        "pan",    "transpose", "detune",  "level",  "switcher",   "loop",  "fade"};
 
 uint32_t versionOf(const ZnLib::XML::Attributes& attributes, std::string_view name) {
     const std::string* text = attributes.find(name);

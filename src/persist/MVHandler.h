@@ -11,7 +11,8 @@ class MVLoad;
 
 // The base of the four document handlers: it names each element by a code, keeps the stack of
 // open elements and reads the document's version attributes from the root. A handler fills the
-// target bank of its MVLoad. Runs on the thread of the load.
+// target bank of its MVLoad. Called by the parser on the thread of the load [ui-thread] (or a
+// loading worker), no lock held.
 class MVHandler : public ZnLib::XML::DefaultHandler {
 public:
     enum Element : int {

@@ -43,7 +43,8 @@ uint64_t chunkIndex(const std::string& path) {
 template <typename Item>
 SharedRef<Item> byIndex(const std::vector<SharedRef<Item>>& list, const std::string& path, const char* what) {
     const uint64_t index = chunkIndex(path);
-    if (index >= list.size()) throw std::runtime_error(std::string(what) + " reference out of range: " + std::to_string(index));
+    if (index >= list.size())
+        throw std::runtime_error(std::string(what) + " reference out of range: " + std::to_string(index));
     return list[std::size_t(index)];
 }
 
@@ -69,6 +70,7 @@ MVLoad::MVLoad(Bank& target, LoadFilter& filter, FindMissing& findMissing, Proce
 
 MVLoad::MVLoad(const MVLoad& parent, File file) : MVLoad(parent) {
     file_ = std::move(file);
+    identity_ = {};
     inMemory_ = false;
     placesGrew_ = false;
 }
@@ -173,10 +175,14 @@ SharedRef<Item> MVLoad::parse(MVHandler& handler, const SharedRef<Item>& item, c
 }
 
 void MVLoad::finish(ZnPlug::SoundItem& item) {
-    if (!inMemory_) item.setFile(file_);
-    else if (!identity_.empty()) item.setFile(identity_);
-    if (placesGrew_) item.touch();
-    else item.clearModified();
+    if (!inMemory_)
+        item.setFile(file_);
+    else if (!identity_.empty())
+        item.setFile(identity_);
+    if (placesGrew_)
+        item.touch();
+    else
+        item.clearModified();
     process_->process("Loaded", displayName());
 }
 
@@ -224,10 +230,14 @@ void MVLoad::loadBankDocument(const std::span<const uint8_t>* text) {
     BankHandler handler(*this);
     parse(handler, SharedRef<Bank>(target_), "bank", text);
     // Only the bank's own count: its items were marked by their own loads.
-    if (!inMemory_) target_->setFile(file_);
-    else if (!identity_.empty()) target_->setFile(identity_);
-    if (placesGrew_) target_->touch();
-    else target_->ZnLib::ModCounted::clearModified();
+    if (!inMemory_)
+        target_->setFile(file_);
+    else if (!identity_.empty())
+        target_->setFile(identity_);
+    if (placesGrew_)
+        target_->touch();
+    else
+        target_->ZnLib::ModCounted::clearModified();
     process_->process("Loaded", displayName());
 }
 

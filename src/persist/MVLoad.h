@@ -56,8 +56,7 @@ public:
     // chunk holds it; `file` is the time, size and path that the item takes, if any.
     ZnLib::SharedRef<WaveMatrix> loadMatrixText(std::span<const uint8_t> text, const ZnLib::FS::File& file = {});
     ZnLib::SharedRef<Program> loadProgramText(std::span<const uint8_t> text, const ZnLib::FS::File& file = {});
-    ZnLib::SharedRef<Performance> loadPerformanceText(std::span<const uint8_t> text,
-                                                      const ZnLib::FS::File& file = {});
+    ZnLib::SharedRef<Performance> loadPerformanceText(std::span<const uint8_t> text, const ZnLib::FS::File& file = {});
     void loadBankText(std::span<const uint8_t> text, const ZnLib::FS::File& file = {});
 
     // The reference rule of the handlers: in mode 0 `path` is loaded as above; in mode 1 it is

@@ -21,13 +21,13 @@ using ZnPlug::Wave;
 namespace {
 
 // Versions at which the documents changed meaning; older ones are converted when read.
-constexpr uint32_t kGlideLawChanged = 2000;      // created-by: a new glide law
-constexpr uint32_t kDecayTimesChanged = 2100;    // created-by: decays became segment times
-constexpr uint32_t kAllPassFilter = 2100;        // created-by: "AllPass" meant "Off" before
-constexpr uint32_t kReleaseInDecay = 2200;       // created-by: non-normal play modes' decay
-constexpr uint32_t kSourcesInserted = 2101;      // compat: 64 sources before the automation ones
-constexpr uint32_t kShelfResonance = 2400;       // compat: shelving filters gained resonance
-constexpr uint32_t kLfoModes = 2240;             // compat: tempo sync became a mode of its own
+constexpr uint32_t kGlideLawChanged = 2000;    // created-by: a new glide law
+constexpr uint32_t kDecayTimesChanged = 2100;  // created-by: decays became segment times
+constexpr uint32_t kAllPassFilter = 2100;      // created-by: "AllPass" meant "Off" before
+constexpr uint32_t kReleaseInDecay = 2200;     // created-by: non-normal play modes' decay
+constexpr uint32_t kSourcesInserted = 2101;    // compat: 64 sources before the automation ones
+constexpr uint32_t kShelfResonance = 2400;     // compat: shelving filters gained resonance
+constexpr uint32_t kLfoModes = 2240;           // compat: tempo sync became a mode of its own
 constexpr uint16_t kInsertedSources = 64;
 constexpr int kMaxSeqLength = 128;
 constexpr int kMaxWaveFine = 99;
@@ -42,8 +42,10 @@ void ProgHandler::element(int code, int parentCode, const Attributes& attributes
     switch (code) {
         case kProgram: readProgram(r); break;
         case kRange:
-            if (parentCode == kProgram && program_) readRange(r, program_->range);
-            else if (parentCode == kGroup && group_) readRange(r, group_->range);
+            if (parentCode == kProgram && program_)
+                readRange(r, program_->range);
+            else if (parentCode == kGroup && group_)
+                readRange(r, group_->range);
             break;
         case kFade:
             if (group_) readRange(r, group_->fade);
@@ -395,9 +397,12 @@ void ProgHandler::readSwitcher(const XmlAttributeReader& r) {
         const std::string* text = r.text(name);
         if (!text) return;
         int k = 0;
-        if (*text == "no" || *text == "255") out = -1;
-        else if (WireForm::parseNote(*text, k)) out = int8_t(k);
-        else r.unparsable(name);
+        if (*text == "no" || *text == "255")
+            out = -1;
+        else if (WireForm::parseNote(*text, k))
+            out = int8_t(k);
+        else
+            r.unparsable(name);
     };
     key("key-lo", s->keyLow);
     key("key-hi", s->keyHigh);

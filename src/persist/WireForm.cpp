@@ -32,8 +32,10 @@ bool scanInteger(std::string_view text, bool& negative, uint64_t& magnitude, boo
     overflow = false;
     for (; i < text.size() && isDigit(text[i]); ++i) {
         const uint64_t digit = uint64_t(text[i] - '0');
-        if (magnitude > (UINT64_MAX - digit) / 10) overflow = true;
-        else magnitude = magnitude * 10 + digit;
+        if (magnitude > (UINT64_MAX - digit) / 10)
+            overflow = true;
+        else
+            magnitude = magnitude * 10 + digit;
     }
     return true;
 }
@@ -68,9 +70,7 @@ bool WireForm::parseTime(std::string_view text, float& value) {
     return true;
 }
 
-std::string WireForm::filterFrequencyText(float value) {
-    return ZnPlug::frequencyFileText(FrequencyLaw::hz(value));
-}
+std::string WireForm::filterFrequencyText(float value) { return ZnPlug::frequencyFileText(FrequencyLaw::hz(value)); }
 
 bool WireForm::parseFilterFrequency(std::string_view text, float& value) {
     double hz = 0;

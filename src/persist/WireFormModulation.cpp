@@ -18,17 +18,17 @@ using ZnPlug::TimeLaw;
 namespace {
 
 constexpr std::array<const char*, 21> kNamedSources = {
-    "--",   "AEG",       "ENV1",      "ENV2",             "LFO1",       "LFO2",   "SEQ1",
-    "SEQ2", "SEQ3",      "Key",       "Key/R",            "Key/P",      "Vel",    "Vel/R",
-    "Vel/P", "Pitchbend", "Mod Wheel", "Channel Pressure", "Aftertouch", "Random", "BPM/R"};
+    "--",         "AEG",    "ENV1",  "ENV2", "LFO1",  "LFO2",  "SEQ1",      "SEQ2",      "SEQ3",
+    "Key",        "Key/R",  "Key/P", "Vel",  "Vel/R", "Vel/P", "Pitchbend", "Mod Wheel", "Channel Pressure",
+    "Aftertouch", "Random", "BPM/R"};
 constexpr uint16_t kChannelPressure = 17;
 
 constexpr std::array<std::string_view, WireFormModulation::kDestinationCount> kDestinations = {
-    "--",          "AEG Attack",   "AEG Time",     "AEG Amp",      "ENV1 Amp",     "ENV2 Amp",     "LFO1 Rate",
-    "LFO1 Amp",    "LFO2 Rate",    "LFO2 Amp",     "SEQ1 Rate",    "SEQ1 Amp",     "SEQ2 Rate",    "SEQ2 Amp",
-    "SEQ3 Rate",   "SEQ4 Amp",     "Filter Freq",  "Filter Res",   "Filter Drive", "Pitch",        "Pitch (raw)",
-    "Volume",      "Pan",          "Loop Start",   "Loop End",     "Loop Direction", "Insert Par 1", "Insert Par 2",
-    "Send Level 1", "Send Level 2", "Send Level 3", "Wave Start",  "Delay",        "Glide"};
+    "--",           "AEG Attack",   "AEG Time",     "AEG Amp",    "ENV1 Amp",       "ENV2 Amp",     "LFO1 Rate",
+    "LFO1 Amp",     "LFO2 Rate",    "LFO2 Amp",     "SEQ1 Rate",  "SEQ1 Amp",       "SEQ2 Rate",    "SEQ2 Amp",
+    "SEQ3 Rate",    "SEQ4 Amp",     "Filter Freq",  "Filter Res", "Filter Drive",   "Pitch",        "Pitch (raw)",
+    "Volume",       "Pan",          "Loop Start",   "Loop End",   "Loop Direction", "Insert Par 1", "Insert Par 2",
+    "Send Level 1", "Send Level 2", "Send Level 3", "Wave Start", "Delay",          "Glide"};
 
 enum class AmountUnit { Plain, Cents, Frequency, Rate, Time };
 

@@ -12,7 +12,7 @@ namespace MV {
 // Reads the attributes of one element into the model's fields. Every read leaves its field as
 // it is when the attribute is absent and says whether it was there. A text that cannot be read
 // throws ZnPlug::Unparsable with the attribute's name; a text outside its enumeration throws
-// "Illegal value".
+// "Illegal value". Used by the handlers on the thread of the load [ui-thread].
 class XmlAttributeReader {
 public:
     explicit XmlAttributeReader(const ZnLib::XML::Attributes& attributes) : attributes_(attributes) {}

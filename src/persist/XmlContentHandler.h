@@ -39,7 +39,8 @@ private:
 };
 
 // Told of the document's parts as the parser meets them. Whatever a handler throws ends the
-// parse and leaves the parser as the same exception. Called on the thread that parses.
+// parse and leaves the parser as the same exception. Called on the thread that parses
+// [ui-thread] (or a loading worker), no lock held.
 class ContentHandler {
 public:
     virtual ~ContentHandler() = default;

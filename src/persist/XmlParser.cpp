@@ -33,8 +33,7 @@ void feed(xmlParserCtxtPtr ctxt, std::span<const uint8_t> document) {
     xmlParseChunk(ctxt, reinterpret_cast<const char*>(document.data() + head), int(document.size() - head), 1);
 }
 
-xmlParserCtxtPtr newParser(xmlSAXHandler* sax, void* user, std::span<const uint8_t> document,
-                           const std::string& name) {
+xmlParserCtxtPtr newParser(xmlSAXHandler* sax, void* user, std::span<const uint8_t> document, const std::string& name) {
     const int head = int(std::min<std::size_t>(4, document.size()));
     xmlParserCtxtPtr ctxt =
         xmlCreatePushParserCtxt(sax, user, reinterpret_cast<const char*>(document.data()), head, name.c_str());
@@ -61,6 +60,14 @@ private:
     xmlGenericErrorFunc previous_;
     void* previousContext_;
 };
+
+// Frees the parser with the document that it makes for itself to keep entities of a document
+// type declaration in, which the context does not own.
+void freeParser(xmlParserCtxtPtr ctxt) {
+    if (ctxt->myDoc) xmlFreeDoc(ctxt->myDoc);
+    ctxt->myDoc = nullptr;
+    xmlFreeParserCtxt(ctxt);
+}
 
 // ---- finding the root element's namespace ----
 
@@ -92,7 +99,7 @@ RootProbe probeRoot(std::span<const uint8_t> document, const std::string& name) 
     RootProbe probe;
     probe.ctxt = newParser(&sax, &probe, document, name);
     feed(probe.ctxt, document);
-    xmlFreeParserCtxt(probe.ctxt);
+    freeParser(probe.ctxt);
     return probe;
 }
 
@@ -144,9 +151,8 @@ std::string qualified(const xmlChar* prefix, const xmlChar* localName) {
     return q + std::string(text(localName));
 }
 
-void onStartElement(void* user, const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri,
-                    int namespaceCount, const xmlChar** namespaces, int attributeCount, int,
-                    const xmlChar** attributes) {
+void onStartElement(void* user, const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri, int namespaceCount,
+                    const xmlChar** namespaces, int attributeCount, int, const xmlChar** attributes) {
     Walk* w = walkOf(user);
     if (!w->active()) return;
     try {
@@ -162,8 +168,7 @@ void onStartElement(void* user, const xmlChar* localName, const xmlChar* prefix,
             list.push_back({std::string(text(a[0])), std::string(text(a[2])),
                             begin && end >= begin ? std::string(begin, end) : std::string()});
         }
-        w->handler->startElement(text(uri), text(localName), qualified(prefix, localName),
-                                 Attributes(std::move(list)));
+        w->handler->startElement(text(uri), text(localName), qualified(prefix, localName), Attributes(std::move(list)));
     } catch (...) {
         w->fail(std::current_exception());
     }
@@ -248,7 +253,7 @@ void XmlParser::parse(ContentHandler& handler, std::span<const uint8_t> document
     if (walk.error.empty() && !walk.thrown && !walk.ctxt->wellFormed)
         walk.fail(walk.ctxt->lastError.message ? walk.ctxt->lastError.message : "Malformed document");
     if (walk.error.empty() && !walk.thrown && xmlSchemaIsValid(validator) != 1) walk.fail("Document is not valid");
-    xmlFreeParserCtxt(walk.ctxt);
+    freeParser(walk.ctxt);
     xmlSchemaSAXUnplug(plug);
     xmlSchemaFreeValidCtxt(validator);
 
@@ -257,9 +262,7 @@ void XmlParser::parse(ContentHandler& handler, std::span<const uint8_t> document
     if (walk.thrown) std::rethrow_exception(walk.thrown);
 }
 
-std::string XmlParser::rootElement(std::span<const uint8_t> document) {
-    return probeRoot(document, "").localName;
-}
+std::string XmlParser::rootElement(std::span<const uint8_t> document) { return probeRoot(document, "").localName; }
 
 void XmlParser::parseFile(ContentHandler& handler, const std::string& path) {
     ZnLib::MappedFile file(path);

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "EngineFixture.h"
+#include "TriggerFixture.h"
 
 using namespace MV;
 using namespace MV::Test;
@@ -147,25 +147,22 @@ TEST(Morvek, ProgramChangeModesProgramAndOff) {
 }
 
 TEST(Morvek, PoolEndShrinksAndNoteCounterRestartsWhenThePoolDrains) {
-    TestEngine engine;
-    Host host(engine);
-    for (int i = 0; i < 3; ++i) {
-        Voice* v = engine.claimVoice();
-        v->state = Voice::kAttack;
-        v->note_number = engine.nextNoteNumber();
-    }
-    EXPECT_EQ(engine.poolEnd(), 3);
-    engine.voice(2).kill();
-    host.run(16);
-    EXPECT_EQ(engine.poolEnd(), 2);
-    engine.voice(0).kill();  // a hole below pool_end stays
-    host.run(16);
-    EXPECT_EQ(engine.poolEnd(), 2);
-    EXPECT_EQ(engine.noteCounter(), 3u);
-    engine.voice(1).kill();
-    host.run(16);
-    EXPECT_EQ(engine.poolEnd(), 0);
-    EXPECT_EQ(engine.noteCounter(), 0u);
+    TriggerRig rig;
+    rig.addGroup();
+    for (uint8_t key : {60, 62, 64}) rig.press(key);
+    EXPECT_EQ(rig.engine.poolEnd(), 3);
+    EXPECT_EQ(rig.engine.noteCounter(), 3u);
+    rig.engine.voice(2).kill();
+    rig.run(1);
+    EXPECT_EQ(rig.engine.poolEnd(), 2);
+    rig.engine.voice(0).kill();  // a hole below pool_end stays
+    rig.run(1);
+    EXPECT_EQ(rig.engine.poolEnd(), 2);
+    EXPECT_EQ(rig.engine.noteCounter(), 3u);
+    rig.engine.voice(1).kill();
+    rig.run(1);
+    EXPECT_EQ(rig.engine.poolEnd(), 0);
+    EXPECT_EQ(rig.engine.noteCounter(), 0u);
 }
 
 TEST(Morvek, AutomationDeltaIsMeasuredFromTheDefault) {

@@ -147,17 +147,25 @@ TEST(Reader, Sinc128NearBothEndsStaysInsideTheGuards) {
 
 TEST(Reader, LoopWalks) {
     auto wave = makeWave(100, 1, [](unsigned, uint32_t i) { return float(i); });
+    // The walk with moving loop lanes, checked against the fixed walk when the lanes are 0.
     auto frames = [&](int32_t type, double start, float step = 1.0f, float endOffset = 0.0f) {
-        Reading r(*wave, 1, 40);
-        r.job.loopType = type;
-        r.job.loopStart = 10;
-        r.job.loopEnd = 15;
-        r.job.position = start;
-        r.pitch.assign(256, step);
-        r.loopEndLane.assign(256, endOffset);
-        const int32_t made = r.run();
-        std::vector<float> out(r.out0.begin(), r.out0.begin() + made);
-        return out;
+        std::vector<float> result[2];
+        for (bool moves : {true, false}) {
+            Reading r(*wave, 1, 40);
+            r.job.loopType = type;
+            r.job.loopStart = 10;
+            r.job.loopEnd = 15;
+            r.job.position = start;
+            r.job.loopMoves = moves;
+            r.pitch.assign(256, step);
+            r.loopEndLane.assign(256, endOffset);
+            const int32_t made = r.run();
+            result[moves].assign(r.out0.begin(), r.out0.begin() + made);
+        }
+        if (endOffset == 0) {
+            EXPECT_EQ(result[0], result[1]);
+        }
+        return result[1];
     };
     using V = std::vector<float>;
     V forward;
@@ -171,7 +179,8 @@ TEST(Reader, LoopWalks) {
     EXPECT_EQ(V(backward.begin(), backward.begin() + 12), (V{13, 14, 15, 14, 13, 12, 11, 15, 14, 13, 12, 11}));
     // Bidirectional: turns at both ends.
     const V bidirectional = frames(3, 13);
-    EXPECT_EQ(V(bidirectional.begin(), bidirectional.begin() + 12), (V{13, 14, 15, 14, 13, 12, 11, 10, 11, 12, 13, 14}));
+    EXPECT_EQ(V(bidirectional.begin(), bidirectional.begin() + 12),
+              (V{13, 14, 15, 14, 13, 12, 11, 10, 11, 12, 13, 14}));
     // Slices end at their end, a wave without loop at the wave's.
     EXPECT_EQ(frames(4, 12), (V{12, 13, 14}));
     EXPECT_EQ(frames(5, 12), (V{12, 13, 14}));

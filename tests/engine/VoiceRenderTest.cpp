@@ -193,3 +193,21 @@ TEST(VoiceRender, EmptyWaveAndEmptyPlayRangeRefuseToStart) {
     EXPECT_EQ(rig.start(60), nullptr);
     EXPECT_TRUE(rig.engine.voice(0).idle());
 }
+
+TEST(VoiceRender, SendsTapTheSignalBeforeOrAfterTheFader) {
+    VoiceRig rig(makeWave(1000, 1, [](unsigned, uint32_t) { return 1.0f; }));
+    rig.group->amp = 0.5f;
+    rig.group->sends[0] = {8, 1.0f, true};    // "S 3+4" before the fader: the raw signal on both sides
+    rig.group->sends[1] = {11, 1.0f, false};  // "M 1" after it: the stereo result summed at half gain
+    rig.slot->sends[0].dest = 12;             // "M 2", after the fader, times the slot's level
+    rig.slot->sends[0].level = 0.5f;
+    rig.slot->amp = 0.8f;
+    ASSERT_NE(rig.start(60), nullptr);
+    rig.host.run(64);
+    EXPECT_FLOAT_EQ(rig.host.at(0, 10), 0.4f);
+    EXPECT_FLOAT_EQ(rig.host.at(1, 10), 0.4f);
+    EXPECT_FLOAT_EQ(rig.host.at(2, 10), 1.0f);
+    EXPECT_FLOAT_EQ(rig.host.at(3, 10), 1.0f);
+    EXPECT_FLOAT_EQ(rig.host.at(8, 10), 0.5f);
+    EXPECT_FLOAT_EQ(rig.host.at(9, 10), 0.5f * 0.8f * 0.5f);
+}

@@ -1,16 +1,17 @@
 #include <gtest/gtest.h>
 
+#include "XmlTestSupport.h"
 #include "lib/Error.h"
 #include "persist/WireFormModulation.h"
-#include "XmlTestSupport.h"
 
 namespace MV {
 namespace {
 
 using namespace XmlTest;
 
-const std::string kAxes = "<mv:xaxis mv:source=\"Vel\" mv:invert=\"true\" mv:round-robin-source=\"Group\"/>"
-                          "<mv:yaxis mv:source=\"Midi CC 1\"/>";
+const std::string kAxes =
+    "<mv:xaxis mv:source=\"Vel\" mv:invert=\"true\" mv:round-robin-source=\"Group\"/>"
+    "<mv:yaxis mv:source=\"Midi CC 1\"/>";
 
 std::string matrixDocument(const std::string& body, const std::string& attributes = "mv:compat=\"2400\"") {
     return utf16(document("wavematrix", "mv:name=\"Grid\" " + attributes, body));
@@ -20,7 +21,8 @@ TEST(LoadMatrixTest, CellsTakeBothLoopsFromLoop) {
     Folder folder;
     writeWave(folder.path("a.wav"), 100, 3);
     writeWave(folder.path("b.wav"), 100, 1);
-    const std::string body = "<mv:wave mv:id=\"3\" mv:path=\"a.wav\"/><mv:wave mv:id=\"4\" mv:path=\"b.wav\"/>" + kAxes +
+    const std::string body = "<mv:wave mv:id=\"3\" mv:path=\"a.wav\"/><mv:wave mv:id=\"4\" mv:path=\"b.wav\"/>" +
+                             kAxes +
                              "<mv:column mv:value=\"64\"/>"
                              "<mv:row mv:value=\"0\"><mv:cell mv:wave=\"3\" mv:loop=\"1\" mv:release=\"2\"/>"
                              "<mv:cell mv:wave=\"&lt;none&gt;\"/></mv:row>"
@@ -94,9 +96,9 @@ TEST(LoadMatrixTest, StateChunkIndexesPointIntoTheBank) {
     EXPECT_EQ(matrix->cell(0, 0).release, 1);
     EXPECT_EQ(matrix->file(), ZnLib::FS::File("/x/m.mvmatrix", 5, 6));
 
-    const std::string past = matrixDocument("<mv:wave mv:id=\"0\" mv:path=\"2\"/>" + kAxes +
-                                            "<mv:row mv:value=\"0\"><mv:cell/></mv:row>",
-                                            "mv:created-by=\"906\"");
+    const std::string past =
+        matrixDocument("<mv:wave mv:id=\"0\" mv:path=\"2\"/>" + kAxes + "<mv:row mv:value=\"0\"><mv:cell/></mv:row>",
+                       "mv:created-by=\"906\"");
     EXPECT_THROW(
         try { loader.load.loadMatrixText(bytes(past)); } catch (const std::exception& e) {
             EXPECT_STREQ(e.what(), "Wave reference out of range: 2");

@@ -2,13 +2,13 @@
 
 #include <cmath>
 
+#include "XmlTestSupport.h"
 #include "lib/Error.h"
 #include "persist/EffectFactory.h"
 #include "persist/LoadDocument.h"
 #include "persist/ProgHandler.h"
 #include "persist/WireFormModulation.h"
 #include "plug/ValueLaws.h"
-#include "XmlTestSupport.h"
 
 namespace MV {
 namespace {
@@ -34,14 +34,17 @@ std::string loadError(Folder& folder, const std::string& text) {
 // A group with old-style values that every conversion touches.
 GroupDoc legacyGroup() {
     GroupDoc g;
-    g.attributes = "mv:name=\"Old\" mv:coarse=\"0\" mv:fine=\"0\" mv:tuning=\"Normal\" mv:glide=\"100ms\" "
-                   "mv:velocity=\"1\" mv:velocityOffset=\"0\" mv:pan=\"0\" mv:amp=\"0.5\" mv:playmode=\"Oneshot\" "
-                   "mv:polymode=\"Poly\" mv:output=\"S 3+4\"";
-    g.aeg = "<mv:aeg mv:attack=\"0ms\" mv:decay1=\"100ms\" mv:level1=\"0.5\" mv:decay2=\"200ms\" mv:sustain=\"0.25\" "
-            "mv:release=\"50.0ms\"/>";
-    g.lfos = "<mv:lfo1 mv:rate=\"1/4\" mv:type=\"Square\" mv:sync=\"Tempo\"/>"
-             "<mv:lfo2 mv:rate=\"2.00 Hz\" mv:type=\"Sinus\" mv:sync=\"None\" mv:trig=\"Retrig\"/>"
-             "<mv:seq1 mv:rate=\"1.00 Hz\" mv:sync=\"Group\" mv:trig=\"Continuous\" mv:length=\"8\"/>";
+    g.attributes =
+        "mv:name=\"Old\" mv:coarse=\"0\" mv:fine=\"0\" mv:tuning=\"Normal\" mv:glide=\"100ms\" "
+        "mv:velocity=\"1\" mv:velocityOffset=\"0\" mv:pan=\"0\" mv:amp=\"0.5\" mv:playmode=\"Oneshot\" "
+        "mv:polymode=\"Poly\" mv:output=\"S 3+4\"";
+    g.aeg =
+        "<mv:aeg mv:attack=\"0ms\" mv:decay1=\"100ms\" mv:level1=\"0.5\" mv:decay2=\"200ms\" mv:sustain=\"0.25\" "
+        "mv:release=\"50.0ms\"/>";
+    g.lfos =
+        "<mv:lfo1 mv:rate=\"1/4\" mv:type=\"Square\" mv:sync=\"Tempo\"/>"
+        "<mv:lfo2 mv:rate=\"2.00 Hz\" mv:type=\"Sinus\" mv:sync=\"None\" mv:trig=\"Retrig\"/>"
+        "<mv:seq1 mv:rate=\"1.00 Hz\" mv:sync=\"Group\" mv:trig=\"Continuous\" mv:length=\"8\"/>";
     g.filter = "<mv:filter mv:type=\"AllPass\" mv:freq=\"1000 Hz\" mv:res=\"0.2\" mv:drive=\"0\"/>";
     g.entries = "<mv:entry mv:source=\"Param 05\" mv:destination=\"Amp\" mv:amount=\"0.5\" mv:frozen=\"false\"/>";
     return g;
@@ -80,9 +83,9 @@ TEST(LoadProgramTest, DocumentWithoutVersionsTakesEveryConversion) {
 
     // The same group in a current document stands as written.
     Loader current;
-    auto now = load(folder, programDocument("mv:created-by=\"2400\" mv:compat=\"2400\"", "",
-                                            legacyGroup().text() + shelf.text()),
-                    current);
+    auto now = load(
+        folder, programDocument("mv:created-by=\"2400\" mv:compat=\"2400\"", "", legacyGroup().text() + shelf.text()),
+        current);
     const Group& n = *now->groups[0];
     EXPECT_FLOAT_EQ(n.glide, float(x));
     EXPECT_FLOAT_EQ(n.aeg.decay1, float(TimeLaw::fromMs(100)));
@@ -101,8 +104,8 @@ TEST(LoadProgramTest, OldPolyModesAndMuteTrue) {
     mono.attributes.replace(mono.attributes.find("\"Poly\""), 6, "\"Mono/P\"");
     legato.attributes.replace(legato.attributes.find("\"Poly\""), 6, "\"Legato/P\"");
     muted.attributes += " mv:mute=\"2\" mv:solo=\"true\"";
-    auto program = load(folder, programDocument("mv:compat=\"2400\"", "", mono.text() + legato.text() + muted.text()),
-                        loader);
+    auto program =
+        load(folder, programDocument("mv:compat=\"2400\"", "", mono.text() + legato.text() + muted.text()), loader);
     ASSERT_EQ(program->groups.size(), 3u);
     EXPECT_EQ(program->groups[0]->polymode, kPolyMono);
     EXPECT_EQ(program->groups[0]->chokeGroup, 1);
@@ -118,9 +121,10 @@ TEST(LoadProgramTest, SplitsFindTheDocumentsWaves) {
     writeWave(folder.path("a.wav"));
     writeWave(folder.path("Samples/b.wav"), 200);
     GroupDoc g;
-    g.splits = "<mv:split mv:key=\"60\" mv:wave=\"1\" mv:root=\"D4\" mv:fine=\"10\" mv:loop=\"1\" mv:release=\"0\"/>"
-               "<mv:split mv:key=\"C2\" mv:wave=\"&lt;none&gt;\"/>"
-               "<mv:split mv:key=\"C5\" mv:wave=\"2\"/>";
+    g.splits =
+        "<mv:split mv:key=\"60\" mv:wave=\"1\" mv:root=\"D4\" mv:fine=\"10\" mv:loop=\"1\" mv:release=\"0\"/>"
+        "<mv:split mv:key=\"C2\" mv:wave=\"&lt;none&gt;\"/>"
+        "<mv:split mv:key=\"C5\" mv:wave=\"2\"/>";
     // The later wave of a doubled id wins; its loops are the document's.
     const std::string waves =
         "<mv:wave mv:id=\"1\" mv:path=\"a.wav\"/>"
@@ -161,12 +165,13 @@ TEST(LoadProgramTest, SplitsFindTheDocumentsWaves) {
     g.splits = "<mv:split mv:key=\"0\" mv:wave=\"7\"/>";
     EXPECT_NE(loadError(folder, programDocument("", waves, g.text())).find("No such wave: 7"), std::string::npos);
     g.splits = "<mv:split mv:key=\"0\" mv:matrix=\"3\"/>";
-    EXPECT_NE(loadError(folder, programDocument("", waves, g.text())).find("No such wavematrix: 3"),
-              std::string::npos);
+    EXPECT_NE(loadError(folder, programDocument("", waves, g.text())).find("No such wavematrix: 3"), std::string::npos);
     const std::string badLoop =
-        "<mv:wave mv:id=\"1\" mv:path=\"a.wav\"><mv:loop mv:start=\"50\" mv:end=\"101\" mv:mode=\"Forward\"/></mv:wave>";
-    EXPECT_NE(loadError(folder, programDocument("", badLoop, GroupDoc().text())).find("Bad loop bounds or crossfade size"),
-              std::string::npos);
+        "<mv:wave mv:id=\"1\" mv:path=\"a.wav\"><mv:loop mv:start=\"50\" mv:end=\"101\" "
+        "mv:mode=\"Forward\"/></mv:wave>";
+    EXPECT_NE(
+        loadError(folder, programDocument("", badLoop, GroupDoc().text())).find("Bad loop bounds or crossfade size"),
+        std::string::npos);
     EXPECT_EQ(loadError(folder, programDocument("", "<mv:wave mv:id=\"1\" mv:path=\"gone.wav\"/>", "")),
               "Could not load " + folder.path("p.mvprog") + "\n - Could not find file " + folder.path("gone.wav"));
 }
@@ -175,23 +180,29 @@ TEST(LoadProgramTest, GroupPartsReachTheirFields) {
     Folder folder;
     GroupDoc g;
     g.attributes += " mv:start=\"12ms\" mv:delay=\".012s\" mv:interpolation=\"Sinc32\" mv:noteprio=\"Lowest\"";
-    g.range = "<mv:range mv:lowkey=\"C2\" mv:highkey=\"C6\" mv:lowvel=\"10\" mv:highvel=\"100\"/>"
-              "<mv:fade mv:lowkey=\"48\" mv:highkey=\"72\" mv:lowvel=\"20\" mv:highvel=\"90\"/>";
-    g.seqs = "<mv:seq1 mv:rate=\"1.00 Hz\" mv:sync=\"Key\" mv:length=\"8\" mv:values=\"5,-120,300,7,1,2,3,4,5,6\"/>"
-             "<mv:seq2 mv:rate=\"1/8T\" mv:mode=\"Tempo\" mv:sync=\"Voice\" mv:length=\"16\" mv:values=\"1,2\"/>";
+    g.range =
+        "<mv:range mv:lowkey=\"C2\" mv:highkey=\"C6\" mv:lowvel=\"10\" mv:highvel=\"100\"/>"
+        "<mv:fade mv:lowkey=\"48\" mv:highkey=\"72\" mv:lowvel=\"20\" mv:highvel=\"90\"/>";
+    g.seqs =
+        "<mv:seq1 mv:rate=\"1.00 Hz\" mv:sync=\"Key\" mv:length=\"8\" mv:values=\"5,-120,300,7,1,2,3,4,5,6\"/>"
+        "<mv:seq2 mv:rate=\"1/8T\" mv:mode=\"Tempo\" mv:sync=\"Voice\" mv:length=\"16\" mv:values=\"1,2\"/>";
     g.filter = "<mv:filter mv:type=\"HighPass\" mv:freq=\"5 kHz\" mv:res=\"0.3\" mv:drive=\"-0.5\" mv:slope=\"12dB\"/>";
-    g.insert = "<mv:insert mv:type=\"Bitcrusher\"><mv:param mv:name=\"bits\" mv:value=\"8\"/>"
-               "<mv:param mv:name=\"rate\" mv:value=\"0.25\"/></mv:insert>";
-    g.sends = "<mv:send mv:dest=\"FX1\" mv:level=\"0.5\"/><mv:send mv:dest=\"M 5+6\" mv:pre-fader=\"true\"/>"
-              "<mv:send mv:dest=\"S 7+8\"/>";
-    g.entries = "<mv:entry mv:source=\"LFO1\" mv:destination=\"Pitch\" mv:amount=\"200\" mv:frozen=\"0\"/>"
-                "<mv:entry mv:source=\"Vel\" mv:destination=\"Filter Freq\" mv:amount=\"-5000 Hz\" mv:via=\"Mod Wheel\" "
-                "mv:amount_via=\"5000 Hz\" mv:frozen=\"true\" mv:enabled=\"false\"/>"
-                "<mv:entry mv:source=\"Key\" mv:destination=\"LFO1 Rate\" mv:amount=\"+2.00 Hz\" mv:frozen=\"0\"/>"
-                "<mv:entry mv:source=\"Random\" mv:destination=\"Delay\" mv:amount=\"-1.50s\" mv:frozen=\"0\"/>"
-                "<mv:entry mv:source=\"Midi CC 7\" mv:destination=\"SEQ4 Amp\" mv:amount=\"0.5\" mv:frozen=\"0\"/>";
-    g.switcher = "<mv:switcher mv:source=\"External Controller 2\" mv:range-lo=\"10\" mv:range-hi=\"20\" "
-                 "mv:key-lo=\"C3\" mv:key-up=\"255\" mv:round-robin-source=\"Program\" mv:enabled=\"false\"/>";
+    g.insert =
+        "<mv:insert mv:type=\"Bitcrusher\"><mv:param mv:name=\"bits\" mv:value=\"8\"/>"
+        "<mv:param mv:name=\"rate\" mv:value=\"0.25\"/></mv:insert>";
+    g.sends =
+        "<mv:send mv:dest=\"FX1\" mv:level=\"0.5\"/><mv:send mv:dest=\"M 5+6\" mv:pre-fader=\"true\"/>"
+        "<mv:send mv:dest=\"S 7+8\"/>";
+    g.entries =
+        "<mv:entry mv:source=\"LFO1\" mv:destination=\"Pitch\" mv:amount=\"200\" mv:frozen=\"0\"/>"
+        "<mv:entry mv:source=\"Vel\" mv:destination=\"Filter Freq\" mv:amount=\"-5000 Hz\" mv:via=\"Mod Wheel\" "
+        "mv:amount_via=\"5000 Hz\" mv:frozen=\"true\" mv:enabled=\"false\"/>"
+        "<mv:entry mv:source=\"Key\" mv:destination=\"LFO1 Rate\" mv:amount=\"+2.00 Hz\" mv:frozen=\"0\"/>"
+        "<mv:entry mv:source=\"Random\" mv:destination=\"Delay\" mv:amount=\"-1.50s\" mv:frozen=\"0\"/>"
+        "<mv:entry mv:source=\"Midi CC 7\" mv:destination=\"SEQ4 Amp\" mv:amount=\"0.5\" mv:frozen=\"0\"/>";
+    g.switcher =
+        "<mv:switcher mv:source=\"External Controller 2\" mv:range-lo=\"10\" mv:range-hi=\"20\" "
+        "mv:key-lo=\"C3\" mv:key-up=\"255\" mv:round-robin-source=\"Program\" mv:enabled=\"false\"/>";
     Loader loader;
     ZnLib::SharedRef<Program> program;
     try {
@@ -278,9 +289,8 @@ TEST(LoadProgramTest, EncodingsAndBadValues) {
               std::string::npos);
     // A schema failure carries the parser's own words, behind the document's name.
     EXPECT_EQ(loadError(folder, programDocument("mv:colour=\"red\"", "", "")),
-              "Could not load " + folder.path("p.mvprog") + "\n - Element '{" +
-                  Schemas::documentNamespace("program") + "}program', attribute '{" +
-                  Schemas::documentNamespace("program") + "}colour': The attribute '{" +
+              "Could not load " + folder.path("p.mvprog") + "\n - Element '{" + Schemas::documentNamespace("program") +
+                  "}program', attribute '{" + Schemas::documentNamespace("program") + "}colour': The attribute '{" +
                   Schemas::documentNamespace("program") + "}colour' is not allowed.");
     EXPECT_EQ(loadError(folder, document("bank", "", "")),
               "Could not load " + folder.path("p.mvprog") + "\n - The document holds no program");

@@ -1,13 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
+#include "XmlTestSupport.h"
 #include "persist/MVHandler.h"
 #include "persist/SchemaText.h"
 #include "persist/XmlParser.h"
-#include "XmlTestSupport.h"
 
 namespace MV {
 namespace {
@@ -24,26 +26,33 @@ const std::string kMatrixBody =
 // Every kind of document, with something of each element.
 std::vector<std::pair<std::string, std::string>> sampleDocuments() {
     GroupDoc g;
-    g.attributes += " mv:mute=\"true\" mv:solo=\"1\" mv:noteprio=\"Highest\" mv:start=\"1.5ms\" mv:chokeGroup=\"2\" "
-                    "mv:interpolation=\"Sinc64\" mv:velocitycurve=\"Exp2\" mv:delay=\"0ms\"";
+    g.attributes +=
+        " mv:mute=\"true\" mv:solo=\"1\" mv:noteprio=\"Highest\" mv:start=\"1.5ms\" mv:chokeGroup=\"2\" "
+        "mv:interpolation=\"Sinc64\" mv:velocitycurve=\"Exp2\" mv:delay=\"0ms\"";
     g.range += "<mv:fade mv:lowkey=\"C#2\" mv:highkey=\"100\" mv:lowvel=\"10\" mv:highvel=\"120\"/>";
-    g.seqs = "<mv:seq1 mv:rate=\"1/4T\" mv:sync=\"Key\" mv:mode=\"Tempo\" mv:length=\"8\" mv:values=\"1,-100,3\"/>"
-             "<mv:seq2 mv:rate=\"2.00 Hz\" mv:sync=\"Voice\" mv:length=\"0\" mv:values=\"\" mv:smooth=\"true\"/>";
-    g.filter = "<mv:filter mv:type=\"LowShelf\" mv:freq=\"1.5 kHz\" mv:res=\"0.5\" mv:drive=\"-0.5\" mv:slope=\"6dB\"/>";
-    g.insert = "<mv:insert mv:type=\"Chorus\" mv:bypass=\"false\"><mv:param mv:name=\"rate\" mv:value=\"0.1\"/></mv:insert>";
+    g.seqs =
+        "<mv:seq1 mv:rate=\"1/4T\" mv:sync=\"Key\" mv:mode=\"Tempo\" mv:length=\"8\" mv:values=\"1,-100,3\"/>"
+        "<mv:seq2 mv:rate=\"2.00 Hz\" mv:sync=\"Voice\" mv:length=\"0\" mv:values=\"\" mv:smooth=\"true\"/>";
+    g.filter =
+        "<mv:filter mv:type=\"LowShelf\" mv:freq=\"1.5 kHz\" mv:res=\"0.5\" mv:drive=\"-0.5\" mv:slope=\"6dB\"/>";
+    g.insert =
+        "<mv:insert mv:type=\"Chorus\" mv:bypass=\"false\"><mv:param mv:name=\"rate\" mv:value=\"0.1\"/></mv:insert>";
     g.sends = "<mv:send mv:dest=\"FX2\" mv:level=\"0.25\" mv:pre-fader=\"true\"/><mv:send mv:dest=\"M 3+4\"/>";
-    g.entries = "<mv:entry mv:source=\"External Controller 16\" mv:destination=\"Filter Freq\" mv:amount=\"-350 Hz\" "
-                "mv:via=\"Param 127\" mv:amount_via=\"2000 Hz\" mv:frozen=\"false\" mv:enabled=\"false\"/>";
-    g.splits = "<mv:split mv:key=\"0\" mv:wave=\"1\" mv:root=\"no\" mv:fine=\"-50\" mv:loop=\"0\" mv:release=\"-1\"/>"
-               "<mv:split mv:key=\"60\" mv:matrix=\"2\"/>";
-    g.switcher = "<mv:switcher mv:source=\"Random\" mv:rand-lo=\"-0.5\" mv:rand-hi=\"0.5\" mv:key-lo=\"C4\" "
-                 "mv:bpm-hi=\"500\" mv:round-robin-source=\"MIDI\" mv:enabled=\"true\"/>";
-    const std::string program = programDocument(
-        "mv:created-by=\"2400\" mv:compat=\"2400\" mv:interpolation=\"Hermite\" mv:icon=\"piano\"",
-        "<mv:wave mv:id=\"1\" mv:path=\"a.wav\" mv:root=\"60\" mv:tempo=\"120.5\">"
-        "<mv:loop mv:name=\"one\" mv:start=\"0\" mv:end=\"10\" mv:mode=\"PinnedSlice\"/></mv:wave>"
-        "<mv:wavematrix mv:id=\"2\" mv:path=\"m.mvmatrix\"/>",
-        g.text());
+    g.entries =
+        "<mv:entry mv:source=\"External Controller 16\" mv:destination=\"Filter Freq\" mv:amount=\"-350 Hz\" "
+        "mv:via=\"Param 127\" mv:amount_via=\"2000 Hz\" mv:frozen=\"false\" mv:enabled=\"false\"/>";
+    g.splits =
+        "<mv:split mv:key=\"0\" mv:wave=\"1\" mv:root=\"no\" mv:fine=\"-50\" mv:loop=\"0\" mv:release=\"-1\"/>"
+        "<mv:split mv:key=\"60\" mv:matrix=\"2\"/>";
+    g.switcher =
+        "<mv:switcher mv:source=\"Random\" mv:rand-lo=\"-0.5\" mv:rand-hi=\"0.5\" mv:key-lo=\"C4\" "
+        "mv:bpm-hi=\"500\" mv:round-robin-source=\"MIDI\" mv:enabled=\"true\"/>";
+    const std::string program =
+        programDocument("mv:created-by=\"2400\" mv:compat=\"2400\" mv:interpolation=\"Hermite\" mv:icon=\"piano\"",
+                        "<mv:wave mv:id=\"1\" mv:path=\"a.wav\" mv:root=\"60\" mv:tempo=\"120.5\">"
+                        "<mv:loop mv:name=\"one\" mv:start=\"0\" mv:end=\"10\" mv:mode=\"PinnedSlice\"/></mv:wave>"
+                        "<mv:wavematrix mv:id=\"2\" mv:path=\"m.mvmatrix\"/>",
+                        g.text());
     const std::string performance = document(
         "performance", "mv:name=\"Perf\" mv:compat=\"2400\"",
         "<mv:slot mv:name=\"Lead\" mv:channel=\"16\" mv:program=\"p.mvprog\" mv:output=\"M 1+2\" mv:poly=\"256\" "
@@ -66,8 +75,8 @@ std::vector<std::pair<std::string, std::string>> sampleDocuments() {
 
 // xmllint's verdict on a document against one of the schema files of the source tree.
 int xmllint(const std::string& root, const std::string& path) {
-    const std::string command = "xmllint --noout --nonet --schema '" + schemaFolder() + "/" + root + ".xsd' '" +
-                                path + "' >/dev/null 2>&1";
+    const std::string command =
+        "xmllint --noout --nonet --schema '" + schemaFolder() + "/" + root + ".xsd' '" + path + "' >/dev/null 2>&1";
     return std::system(command.c_str());
 }
 
@@ -81,7 +90,8 @@ TEST(XmlSchemaTest, SchemaFilesAcceptTheSamplesAndRefuseWhatTheyMust) {
         EXPECT_EQ(xmllint(root, folder.write(root + "16.xml", utf16(text))), 0) << root << " in UTF-16";
     }
     // A slot may not play on "(ch)", and "Db4" is no note of the schema, though readers take it.
-    const std::string slot = document("performance", "", "<mv:slot mv:channel=\"0\" mv:program=\"p\" mv:output=\"(ch)\"/>");
+    const std::string slot =
+        document("performance", "", "<mv:slot mv:channel=\"0\" mv:program=\"p\" mv:output=\"(ch)\"/>");
     EXPECT_NE(xmllint("performance", folder.write("slot.xml", slot)), 0);
     GroupDoc flat;
     flat.splits = "<mv:split mv:key=\"Db4\"/>";
@@ -148,9 +158,8 @@ std::string parseError(const std::string& text, const std::string& fail = "") {
 }
 
 TEST(XmlSchemaTest, FailuresCarryTheParsersText) {
-    EXPECT_NE(parseError(document("bank", "mv:bogus=\"1\"", "")).find("The attribute '{" +
-                                                                        Schemas::documentNamespace("bank") +
-                                                                        "}bogus' is not allowed"),
+    EXPECT_NE(parseError(document("bank", "mv:bogus=\"1\"", ""))
+                  .find("The attribute '{" + Schemas::documentNamespace("bank") + "}bogus' is not allowed"),
               std::string::npos);
     // A namespace of no schema: the root has no declaration to be validated by.
     EXPECT_NE(parseError(document("bank", "", "", "UTF-8", "http://example.com/bank")).find("No matching global"),
@@ -167,9 +176,37 @@ TEST(XmlSchemaTest, FailuresCarryTheParsersText) {
                                   "<mv:xaxis mv:source=\"--\"/><mv:yaxis mv:source=\"--\"/><mv:row mv:value=\"0\">"
                                   "<mv:cell/><mv:cell/></mv:row>")),
               "");
-    EXPECT_NE(parseError(document("wavematrix", "mv:name=\"M\"", "<mv:xaxis mv:source=\"--\"/><mv:yaxis mv:source=\"--\"/>"))
-                  .find("Missing child element"),
-              std::string::npos);
+    EXPECT_NE(
+        parseError(document("wavematrix", "mv:name=\"M\"", "<mv:xaxis mv:source=\"--\"/><mv:yaxis mv:source=\"--\"/>"))
+            .find("Missing child element"),
+        std::string::npos);
+}
+
+// A small valid document of the root that ends `uri`.
+std::string smallDocument(const std::string& uri) {
+    const std::string root = uri.substr(uri.rfind('/') + 1);
+    if (root == "wavematrix") return document(root, "mv:name=\"x\"", kMatrixBody, "UTF-8", uri);
+    if (root == "program") {
+        const std::string range = "<mv:range mv:lowkey=\"0\" mv:highkey=\"1\" mv:lowvel=\"0\" mv:highvel=\"1\"/>";
+        return document(root, "mv:name=\"x\"", range, "UTF-8", uri);
+    }
+    return document(root, "", "", "UTF-8", uri);
+}
+
+TEST(XmlSchemaTest, ParsesOnSeveralThreadsShareTheCache) {
+    // Each thread meets namespaces whose schemas may not be compiled yet.
+    std::vector<std::thread> threads;
+    std::atomic<int> parsed{0};
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([t, &parsed] {
+            for (int i = 0; i < 6; ++i) {
+                const std::string uri = std::string(Schemas::kBases[std::size_t(i % 3)]) + (t % 2 ? "1.0/" : "") +
+                                        std::string(Schemas::kRoots[std::size_t((i + t) % 4)]);
+                if (parseError(smallDocument(uri)).empty()) ++parsed;
+            }
+        });
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(parsed, 24);
 }
 
 TEST(XmlSchemaTest, ElementCodesFollowTheirTable) {

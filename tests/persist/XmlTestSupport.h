@@ -56,8 +56,10 @@ inline std::string utf16(std::string_view utf8) {
         const auto c = uint8_t(utf8[i]);
         uint32_t cp = c;
         std::size_t n = 1;
-        if (c >= 0xE0) cp = c & 0x0F, n = 3;
-        else if (c >= 0xC0) cp = c & 0x1F, n = 2;
+        if (c >= 0xE0)
+            cp = c & 0x0F, n = 3;
+        else if (c >= 0xC0)
+            cp = c & 0x1F, n = 2;
         for (std::size_t k = 1; k < n && i + k < utf8.size(); ++k) cp = (cp << 6) | (uint8_t(utf8[i + k]) & 0x3F);
         i += n;
         out += char(cp & 0xFF);
@@ -72,24 +74,28 @@ inline std::string document(const std::string& root, const std::string& attribut
                             const std::string& encoding = "UTF-8", std::string uri = "") {
     if (uri.empty()) uri = Schemas::documentNamespace(root);
     return "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>\n<mv:" + root + " xmlns:mv=\"" + uri +
-           "\"\n\txmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"\n\txsi:schemaLocation=\"" + uri + " " +
-           root + ".xsd\" " + attributes + ">\n" + body + "</mv:" + root + ">\n";
+           "\"\n\txmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"\n\txsi:schemaLocation=\"" + uri + " " + root +
+           ".xsd\" " + attributes + ">\n" + body + "</mv:" + root + ">\n";
 }
 
 // A group that passes the schema, with every part replaceable.
 struct GroupDoc {
-    std::string attributes = "mv:name=\"G\" mv:coarse=\"0\" mv:fine=\"0\" mv:tuning=\"Normal\" mv:glide=\"0ms\" "
-                             "mv:velocity=\"1\" mv:velocityOffset=\"0\" mv:pan=\"0\" mv:amp=\"0.5\" "
-                             "mv:playmode=\"Normal\" mv:polymode=\"Poly\" mv:output=\"(ch)\"";
+    std::string attributes =
+        "mv:name=\"G\" mv:coarse=\"0\" mv:fine=\"0\" mv:tuning=\"Normal\" mv:glide=\"0ms\" "
+        "mv:velocity=\"1\" mv:velocityOffset=\"0\" mv:pan=\"0\" mv:amp=\"0.5\" "
+        "mv:playmode=\"Normal\" mv:polymode=\"Poly\" mv:output=\"(ch)\"";
     std::string range = "<mv:range mv:lowkey=\"C-1\" mv:highkey=\"G9\" mv:lowvel=\"0\" mv:highvel=\"127\"/>";
-    std::string aeg = "<mv:aeg mv:attack=\"0ms\" mv:decay1=\"0ms\" mv:level1=\"1\" mv:decay2=\"0ms\" "
-                      "mv:sustain=\"1\" mv:release=\"10.0ms\"/>";
-    std::string envs = "<mv:env1 mv:level0=\"0\" mv:time1=\"1.00s\" mv:level1=\"0\" mv:time2=\"1.00s\" "
-                       "mv:level2=\"0\" mv:time3=\"1.00s\" mv:level3=\"0\" mv:amp=\"1\"/>"
-                       "<mv:env2 mv:level0=\"0\" mv:time1=\"1.00s\" mv:level1=\"0\" mv:time2=\"1.00s\" "
-                       "mv:level2=\"0\" mv:time3=\"1.00s\" mv:level3=\"0\" mv:amp=\"1\"/>";
-    std::string lfos = "<mv:lfo1 mv:rate=\"0.50 Hz\" mv:type=\"Sinus\" mv:sync=\"Key\"/>"
-                       "<mv:lfo2 mv:rate=\"0.50 Hz\" mv:type=\"Sinus\" mv:sync=\"Key\"/>";
+    std::string aeg =
+        "<mv:aeg mv:attack=\"0ms\" mv:decay1=\"0ms\" mv:level1=\"1\" mv:decay2=\"0ms\" "
+        "mv:sustain=\"1\" mv:release=\"10.0ms\"/>";
+    std::string envs =
+        "<mv:env1 mv:level0=\"0\" mv:time1=\"1.00s\" mv:level1=\"0\" mv:time2=\"1.00s\" "
+        "mv:level2=\"0\" mv:time3=\"1.00s\" mv:level3=\"0\" mv:amp=\"1\"/>"
+        "<mv:env2 mv:level0=\"0\" mv:time1=\"1.00s\" mv:level1=\"0\" mv:time2=\"1.00s\" "
+        "mv:level2=\"0\" mv:time3=\"1.00s\" mv:level3=\"0\" mv:amp=\"1\"/>";
+    std::string lfos =
+        "<mv:lfo1 mv:rate=\"0.50 Hz\" mv:type=\"Sinus\" mv:sync=\"Key\"/>"
+        "<mv:lfo2 mv:rate=\"0.50 Hz\" mv:type=\"Sinus\" mv:sync=\"Key\"/>";
     std::string seqs;
     std::string filter = "<mv:filter mv:type=\"Off\" mv:freq=\"20000 Hz\" mv:res=\"0\" mv:drive=\"0\"/>";
     std::string insert;
@@ -106,9 +112,9 @@ struct GroupDoc {
 
 inline std::string programDocument(const std::string& rootAttributes, const std::string& declarations,
                                    const std::string& groups) {
-    return document("program", "mv:name=\"P\" " + rootAttributes,
-                    declarations + "<mv:range mv:lowkey=\"0\" mv:highkey=\"127\" mv:lowvel=\"0\" mv:highvel=\"127\"/>\n" +
-                        groups);
+    return document(
+        "program", "mv:name=\"P\" " + rootAttributes,
+        declarations + "<mv:range mv:lowkey=\"0\" mv:highkey=\"127\" mv:lowvel=\"0\" mv:highvel=\"127\"/>\n" + groups);
 }
 
 // A short mono WAV file of `frames` frames of silence, with `loops` forward loops of 10 frames.

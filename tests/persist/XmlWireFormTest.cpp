@@ -113,8 +113,8 @@ TEST(XmlWireFormTest, ModulationNamesAndAmounts) {
     // Each unit, written and read back, and the bare number that each reader also takes.
     const auto roundTrip = [](uint8_t destination, float amount) {
         float back = 0;
-        EXPECT_TRUE(WireFormModulation::parseAmount(destination, WireFormModulation::amountText(destination, amount),
-                                                    back));
+        EXPECT_TRUE(
+            WireFormModulation::parseAmount(destination, WireFormModulation::amountText(destination, amount), back));
         return back;
     };
     EXPECT_EQ(WireFormModulation::amountText(19, 200), "200");

@@ -18,10 +18,16 @@ std::string engineReport(MV::Morvek& engine) {
                               : format(" \"%s\" (pin %d)", o.name.c_str(), o.pin + 1);
     }
     out += "\n";
-    out += format("Performances: %zu\n", engine.performances.size());
-    for (const auto& perf : engine.performances) {
+    out += bankReport(engine);
+    return out;
+}
+
+std::string bankReport(const MV::Bank& bank) {
+    std::string out;
+    out += format("Performances: %zu\n", bank.performances.size());
+    for (const auto& perf : bank.performances) {
         out += format("  \"%s\"%s, %zu slot(s)\n", perf->name().c_str(),
-                      perf.get() == engine.currentPerformance ? " (current)" : "", perf->slots.size());
+                      perf.get() == bank.currentPerformance ? " (current)" : "", perf->slots.size());
         for (const auto& slot : perf->slots) {
             const std::string channel =
                 slot->channel == MV::ProgramSlot::kAllChannels ? "all" : std::to_string(slot->channel + 1);
@@ -31,10 +37,10 @@ std::string engineReport(MV::Morvek& engine) {
                           slot->pan);
         }
     }
-    out += format("Programs: %zu\n", engine.programs.size());
-    for (const auto& program : engine.programs)
+    out += format("Programs: %zu\n", bank.programs.size());
+    for (const auto& program : bank.programs)
         out += format("  \"%s\": %zu group(s)\n", program->name().c_str(), program->groups.size());
-    out += format("Waves: %zu\nWave matrices: %zu\n", engine.waves.size(), engine.matrixes.size());
+    out += format("Waves: %zu\nWave matrices: %zu\n", bank.waves.size(), bank.matrixes.size());
     return out;
 }
 

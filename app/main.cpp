@@ -9,6 +9,7 @@
 
 #include "DemoInstrument.h"
 #include "EngineReport.h"
+#include "InstrumentLoader.h"
 #include "MidiFile.h"
 #include "MorvekVersion.h"
 #include "SongRenderer.h"
@@ -18,6 +19,8 @@
 #include "lib/Text.h"
 #include "plug/Wave.h"
 #include "plug/WaveDescription.h"
+#include "import/SoundFont.h"
+#include "model/ModelDump.h"
 
 namespace {
 
@@ -29,6 +32,7 @@ struct RenderArgs {
     std::string interpolation = "default";
     double tail = 10;
     std::string format = "24";
+    double gainDb = 0;
     bool quiet = false;
 };
 
@@ -71,17 +75,28 @@ int runRender(const RenderArgs& args) {
     MV::EngineSettings settings = MV::EngineSettings::from(MV::Settings());
     if (args.interpolation != "default") settings.offlineInterpolation = kInterpolations.at(args.interpolation);
     MV::Morvek engine(settings);
-    {
+    if (instrument.empty()) {
         std::lock_guard lock(engine.mainLock());
-        if (!instrument.empty()) throw std::runtime_error("Unsupported instrument file: " + instrument);
         Cli::loadDemoInstrument(engine);
+    } else {
+        // A SoundFont brings only the presets that the song asks for.
+        const auto choices = Cli::isSoundFont(instrument) ? Cli::songChannelChoices(song)
+                                                          : std::vector<MV::ChannelChoice>{};
+        auto bank = Cli::loadInstrument(instrument, choices, engine.store().places());
+        engine.adoptBank(*bank);
     }
 
     Cli::RenderOptions options;
     options.sampleRate = args.rate;
     options.blockSize = args.block;
     options.maxTailSeconds = args.tail;
-    const Cli::RenderResult result = Cli::renderSong(engine, song, options, ProgressBar(!args.quiet));
+    Cli::RenderResult result = Cli::renderSong(engine, song, options, ProgressBar(!args.quiet));
+    if (args.gainDb != 0) {
+        const auto gain = float(std::pow(10.0, args.gainDb / 20.0));
+        for (float& x : result.left) x *= gain;
+        for (float& x : result.right) x *= gain;
+        result.peak *= gain;
+    }
 
     const std::string output = args.output.empty() ? ZnLib::FS::stem(songPath) + ".wav" : args.output;
     writeWav(result, output, args.rate, args.format);
@@ -92,15 +107,37 @@ int runRender(const RenderArgs& args) {
                                        output.c_str(), seconds, peakDb)
                        .c_str(),
                    stdout);
-        if (result.peak > 1.0f) std::fputs("Warning: the output clips; 24-bit and 16-bit files are cut at 0 dBFS\n", stderr);
+        if (result.peak > 1.0f && args.format != "float")
+            std::fputs(ZnLib::Text::format("Warning: the output clips (peak %+.1f dBFS) and was cut at 0 dBFS; "
+                                           "render again with --gain %.0f, or -f float\n",
+                                           peakDb, std::floor(args.gainDb - peakDb - 1.0))
+                           .c_str(),
+                       stderr);
     }
     return 0;
 }
 
-int runInfo(const std::string& path) {
+struct InfoArgs {
+    std::string path;
+    bool dump = false;
+};
+
+int runInfo(const InfoArgs& args) {
+    const std::string& path = args.path;
     if (path.empty()) {
         MV::Morvek engine;
-        std::fputs(Cli::engineReport(engine).c_str(), stdout);
+        std::fputs(args.dump ? MV::dumpBank(engine).c_str() : Cli::engineReport(engine).c_str(), stdout);
+        return 0;
+    }
+    if (Cli::isInstrumentFile(path)) {
+        MV::Settings settings;
+        if (Cli::isSoundFont(path) && !args.dump) {
+            MV::ProcessCallbacks quiet;
+            std::fputs(MV::describePrograms(*MV::openSoundFont(path, quiet)).c_str(), stdout);
+            return 0;
+        }
+        auto bank = Cli::loadInstrument(path, {}, settings.places());
+        std::fputs(args.dump ? MV::dumpBank(*bank).c_str() : Cli::bankReport(*bank).c_str(), stdout);
         return 0;
     }
     auto wave = ZnLib::makeRef<ZnPlug::Wave>();
@@ -127,7 +164,11 @@ int main(int argc, char** argv) {
         "render", "Render a Standard MIDI File through an instrument into a WAV file. With only a song, the "
                   "built-in demo instrument plays it (keys on channel 1, the keys an octave down on channel 2, "
                   "drums on channel 10).");
-    renderCmd->add_option("INSTRUMENT SONG", render.inputs, "[INSTRUMENT] SONG.mid")->required()->expected(1, 2);
+    renderCmd->add_option("INSTRUMENT SONG", render.inputs,
+                          "[INSTRUMENT] SONG.mid; INSTRUMENT is a .mvbank, .mvprog, .mvperf, .mvmatrix, .sf2 (each "
+                          "channel gets the preset its program changes ask for) or .sfz file")
+        ->required()
+        ->expected(1, 2);
     renderCmd->add_option("-o,--output", render.output, "WAV file to write (default: the song's name with .wav)");
     renderCmd->add_option("-r,--rate", render.rate, "Sample rate in Hz")->capture_default_str()->check(
         CLI::Range(8000.0, 384000.0));
@@ -147,17 +188,25 @@ int main(int argc, char** argv) {
     renderCmd->add_option("-f,--format", render.format, "Sample format of the WAV file: 16, 24 or float")
         ->capture_default_str()
         ->check(CLI::IsMember({"16", "24", "float"}));
+    renderCmd->add_option("-g,--gain", render.gainDb, "Gain in dB applied to the whole render before writing")
+        ->capture_default_str()
+        ->check(CLI::Range(-60.0, 24.0));
     renderCmd->add_flag("-q,--quiet", render.quiet, "No progress bar and no summary");
 
-    std::string infoPath;
+    InfoArgs info;
     CLI::App* infoCmd = app.add_subcommand(
-        "info", "Show what a wave file holds; without a file, what the engine holds by default");
-    infoCmd->add_option("FILE", infoPath, "A wave file (WAV, AIFF, AIFC, FLAC, Ogg Vorbis, 12-bit sampler format)");
+        "info", "Show what an instrument or wave file holds; without a file, what the engine holds by default");
+    infoCmd->add_option("FILE", info.path,
+                        "An instrument (.mvbank, .mvprog, .mvperf, .mvmatrix, .sf2: its presets, .sfz) or a wave "
+                        "file (WAV, AIFF, AIFC, FLAC, Ogg Vorbis, 12-bit sampler format)");
+    infoCmd->add_flag("-d,--dump", info.dump,
+                      "Print the whole model the instrument becomes: every performance, slot, program, group, "
+                      "split, wave and wave matrix (a SoundFont with all its presets)");
 
     CLI11_PARSE(app, argc, argv);
     try {
         if (renderCmd->parsed()) return runRender(render);
-        if (infoCmd->parsed()) return runInfo(infoPath);
+        if (infoCmd->parsed()) return runInfo(info);
     } catch (const std::exception& e) {
         std::fprintf(stderr, "morvek: %s\n", ZnLib::describe(e).c_str());
         return 1;

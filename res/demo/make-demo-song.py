@@ -1,8 +1,11 @@
 #!/usr/bin/env python3
-"""Writes demo.mid, the song that `morvek render` plays with the built-in instrument.
+"""Writes demo.mid, the song that `morvek render` plays with the built-in instrument, and
+gm-demo.mid, the same song for General MIDI instruments (SoundFonts).
 
 Eight bars at 112 beats per minute: chords and a melody on channel 1, a bass line on channel 2
-(the demo performance plays it through the keys an octave down), drums on channel 10.
+(the demo performance plays it through the keys an octave down), drums on channel 10. The General
+MIDI version asks for a piano on channel 1, a fingered bass on channel 2 and strings on channel 3,
+which takes the melody.
 Run it again after changing it: python3 res/demo/make-demo-song.py
 """
 import os
@@ -53,8 +56,8 @@ CHORDS = [(57, 60, 64), (53, 57, 60), (48, 52, 55), (55, 59, 62)]  # Am F C G
 BASS = [45, 41, 48, 43]
 
 
-def keys_track():
-    ev = []
+def keys_track(melody_channel=0, programs=()):
+    ev = [(0, bytes([0xC0 | ch, program])) for ch, program in programs]
     for bar in range(8):
         chord = CHORDS[bar % 4]
         for beat in (0, 2):
@@ -64,12 +67,12 @@ def keys_track():
               (77, 12, 2), (76, 14, 1), (74, 15, 1), (72, 16, 3), (71, 19, 1), (72, 20, 4),
               (74, 24, 2), (71, 26, 2), (67, 28, 4)]
     for key, start, length in melody:
-        note(ev, 0, key, 4 * BAR + start * TPQ // 2, length * TPQ // 2 - 30, 96)
+        note(ev, melody_channel, key, 4 * BAR + start * TPQ // 2, length * TPQ // 2 - 30, 96)
     return track(ev)
 
 
-def bass_track():
-    ev = []
+def bass_track(program=None):
+    ev = [] if program is None else [(0, bytes([0xC1, program]))]
     for bar in range(8):
         root = BASS[bar % 4]
         for eighth, step in enumerate((0, 0, 12, 0, 0, 7, 12, 0)):
@@ -91,12 +94,17 @@ def drum_track():
     return track(ev)
 
 
-def main():
-    tracks = [meta_track(), keys_track(), bass_track(), drum_track()]
+def write(name, tracks):
     header = b"MThd" + struct.pack(">IHHH", 6, 1, len(tracks), TPQ)
-    path = os.path.join(os.path.dirname(os.path.abspath(__file__)), "demo.mid")
+    path = os.path.join(os.path.dirname(os.path.abspath(__file__)), name)
     with open(path, "wb") as f:
         f.write(header + b"".join(tracks))
+
+
+def main():
+    write("demo.mid", [meta_track(), keys_track(), bass_track(), drum_track()])
+    # Acoustic grand piano, fingered bass, string ensemble.
+    write("gm-demo.mid", [meta_track(), keys_track(2, ((0, 0), (2, 48))), bass_track(33), drum_track()])
 
 
 if __name__ == "__main__":

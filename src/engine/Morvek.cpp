@@ -399,6 +399,30 @@ void Morvek::killAllVoices() {
     killVoicesIf([](const Voice&) { return true; });
 }
 
+// ---- loading ----
+
+void Morvek::adoptBank(const Bank& loaded) {
+    std::lock_guard lock(mainLock());
+    killAllVoices();
+    for (auto& fx : currentPerformance->fx)
+        if (fx) fx->release();
+    programs = loaded.programs;
+    performances = loaded.performances;
+    waves = loaded.waves;
+    matrixes = loaded.matrixes;
+    programChangeMode = loaded.programChangeMode;
+    useBankSelect = loaded.useBankSelect;
+    externalController = loaded.externalController;
+    automationOffset = loaded.automationOffset;
+    interpolation = loaded.interpolation;
+    currentPerformance = hasPerformance(loaded.currentPerformance) ? loaded.currentPerformance
+                         : performances.empty()                    ? Performance::none()
+                                                                   : performances.front().get();
+    for (auto& fx : currentPerformance->fx)
+        if (fx) fx->prepare(context());
+    performanceChanged();
+}
+
 // ---- listeners and taps ----
 
 void Morvek::addMidiListener(MidiListener* listener) { listeners_.push_back(listener); }

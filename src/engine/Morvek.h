@@ -99,6 +99,11 @@ public:
     void killVoices(const Performance* performance);
     void killAllVoices();
 
+    // [ui-thread] [takes-main-lock] Takes over a loaded bank: its four lists, its current
+    // performance and its bank-wide values. The voices of the old content are silenced first, the
+    // old buses' units released and the new ones prepared.
+    void adoptBank(const Bank& loaded);
+
     // [ui-thread] [main-lock] Listeners and taps are called in registration order.
     void addMidiListener(MidiListener* listener);
     void removeMidiListener(MidiListener* listener);

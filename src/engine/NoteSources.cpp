@@ -7,30 +7,12 @@
 #include "engine/Morvek.h"
 #include "engine/Voice.h"
 #include "model/Group.h"
+#include "model/ModulationTables.h"
 #include "model/Program.h"
 
 namespace MV {
 
 namespace {
-// Source codes read here; the table of all of them belongs to the modulation matrix.
-constexpr uint16_t kSourceLastModulator = 8;  // AEG .. SEQ3: 1 to 8
-constexpr uint16_t kSourceKey = 9;
-constexpr uint16_t kSourceKeyGroup = 10;
-constexpr uint16_t kSourceKeyProgram = 11;
-constexpr uint16_t kSourceVelocity = 12;
-constexpr uint16_t kSourceVelocityGroup = 13;
-constexpr uint16_t kSourceVelocityProgram = 14;
-constexpr uint16_t kSourceBend = 15;
-constexpr uint16_t kSourceWheel = 16;
-constexpr uint16_t kSourceChannelPressure = 17;
-constexpr uint16_t kSourceAftertouch = 18;
-constexpr uint16_t kSourceRandom = 19;
-constexpr uint16_t kSourceBpmRatio = 20;
-constexpr uint16_t kSourceFirstExternal = 21;  // 16 of them
-constexpr uint16_t kSourceFirstCc = 37;        // 128 of them
-constexpr uint16_t kSourceFirstParam = 165;    // 128 of them
-constexpr uint16_t kSourceEnd = 293;
-
 // Scale of the minimal standard generator's state to -1..1: 1 / (2^31 - 1).
 constexpr float kRandomScale = 4.656613e-10f;
 
@@ -69,11 +51,9 @@ float modulatorOutput(const Voice* v, uint16_t source) noexcept {
 }  // namespace
 
 float noteSourceValue(Morvek& engine, const NoteContext& note, uint16_t source, bool& bipolar) {
-    // Bipolar for switchers and matrix axes: the modulators, the key sources, "Vel/P", bend,
-    // random and tempo ratio; external controllers with a centre; automation off its default.
-    bipolar = (source >= 1 && source <= kSourceKeyProgram) || source == kSourceVelocityProgram ||
-              source == kSourceBend || source == kSourceRandom || source == kSourceBpmRatio;
-    if (source == 0 || source >= kSourceEnd) return 0.0f;
+    using Polarity = ModulationTables::Polarity;
+    bipolar = ModulationTables::switcherPolarity(source) == Polarity::Bipolar;
+    if (source == kSourceNone || source >= kSourceCount) return 0.0f;
     if (source <= kSourceLastModulator) return modulatorOutput(note.modulators, source);
 
     const Channel* ch = note.channel;
@@ -82,7 +62,7 @@ float noteSourceValue(Morvek& engine, const NoteContext& note, uint16_t source, 
         bipolar = engine.automationDefault(cell) != 0.0f;
         return engine.automation(cell).delta;
     }
-    if (source >= kSourceFirstCc) return ch ? ch->cc_value[std::size_t(source - kSourceFirstCc)] : 0.0f;
+    if (source >= kSourceFirstMidiCC) return ch ? ch->cc_value[std::size_t(source - kSourceFirstMidiCC)] : 0.0f;
     if (source >= kSourceFirstExternal) {
         const std::size_t index = std::size_t(source - kSourceFirstExternal);
         bipolar = engine.externalController[index].offset != 0;
@@ -106,9 +86,9 @@ float noteSourceValue(Morvek& engine, const NoteContext& note, uint16_t source, 
     case kSourceVelocityProgram:
         return note.program ? position(note.velocity, note.program->range.lowVel, note.program->range.highVel)
                             : 0.0f;
-    case kSourceBend:
+    case kSourcePitchbend:
         return ch ? ch->bend : 0.0f;
-    case kSourceWheel:
+    case kSourceModWheel:
         return ch ? ch->wheel : 0.0f;
     case kSourceChannelPressure:
         return ch ? ch->pressure_value : 0.0f;

@@ -4,13 +4,12 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "import/ModulationCodes.h"
+#include "model/ModulationTables.h"
 #include "plug/ValueLaws.h"
 #include "plug/Wave.h"
 
 namespace MV {
 
-namespace codes = ImportCodes;
 using ZnPlug::FrequencyLaw;
 using ZnPlug::TimeLaw;
 
@@ -85,7 +84,6 @@ int8_t clampKey(int v) { return int8_t(std::clamp(v, 0, 127)); }
 }  // namespace
 
 SFGroup::SFGroup() {
-    using namespace codes;
     const struct {
         uint16_t source;
         uint8_t destination;

@@ -2,14 +2,13 @@
 
 #include <cmath>
 
-#include "import/ModulationCodes.h"
 #include "lib/Text.h"
+#include "model/ModulationTables.h"
 #include "plug/ValueLaws.h"
 #include "plug/Wave.h"
 
 namespace MV {
 
-namespace codes = ImportCodes;
 using ZnPlug::FrequencyLaw;
 using ZnPlug::LoopMode;
 using ZnPlug::Wave;
@@ -23,7 +22,6 @@ bool forwardLike(LoopMode mode) {
 }  // namespace
 
 SFZGroup::SFZGroup() {
-    using namespace codes;
     const struct {
         uint16_t source;
         uint8_t destination;

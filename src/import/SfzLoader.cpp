@@ -7,7 +7,6 @@
 #include <limits>
 #include <stdexcept>
 
-#include "import/ModulationCodes.h"
 #include "import/Regex.h"
 #include "import/SFGroup.h"
 #include "import/SFZGroup.h"
@@ -16,6 +15,7 @@
 #include "lib/Path.h"
 #include "model/Bank.h"
 #include "model/LoadFilter.h"
+#include "model/ModulationTables.h"
 #include "persist/FileResolver.h"
 #include "persist/FindMissing.h"
 #include "plug/ValueLaws.h"
@@ -23,7 +23,6 @@
 
 namespace MV {
 
-namespace codes = ImportCodes;
 namespace fs = ZnLib::FS;
 using ZnLib::SharedRef;
 using ZnPlug::Wave;
@@ -211,18 +210,18 @@ void SfzLoader::applyOpcode(SFZGroup& g, std::string_view op, int n, std::string
         switcherOf(g).keyPrev = int8_t(key(value));
     } else if (op == "lobend" || op == "hibend") {
         Switcher& sw = switcherOf(g);
-        sw.source = codes::kSourcePitchbend;
+        sw.source = kSourcePitchbend;
         // -8192..8191 onto the 7-bit range of the probe.
         const uint8_t bound = to7Bit((number(value) + 8192.0) * 127.0 / 16384.0);
         (op == "lobend" ? sw.rangeLow : sw.rangeHigh) = bound;
     } else if (op == "lochanaft") {
         // Only the lower bound: the upper bound's opcode has never been recognised.
         Switcher& sw = switcherOf(g);
-        sw.source = codes::kSourceChannelPressure;
+        sw.source = kSourceChannelPressure;
         sw.rangeLow = to7Bit(number(value));
     } else if (op == "lopolyaft" || op == "hipolyaft") {
         Switcher& sw = switcherOf(g);
-        sw.source = codes::kSourceAftertouch;
+        sw.source = kSourceAftertouch;
         (op == "lopolyaft" ? sw.rangeLow : sw.rangeHigh) = to7Bit(number(value));
     } else if (op == "on_locc") {
         Switcher& sw = switcherOf(g);
@@ -230,7 +229,7 @@ void SfzLoader::applyOpcode(SFZGroup& g, std::string_view op, int n, std::string
         sw.rangeLow = to7Bit(number(value));
     } else if (op == "on_hicc") {
         Switcher& sw = switcherOf(g);
-        if (n >= 0) sw.source = uint16_t(codes::kSourceFirstMidiCC + std::min(n, 127));
+        if (n >= 0) sw.source = uint16_t(kSourceFirstMidiCC + std::min(n, 127));
         sw.rangeHigh = to7Bit(number(value));
     } else if (op == "offset") {
         const Wave& wave = *g.splits.front().wave();

@@ -6,6 +6,7 @@
 
 #include "lib/Text.h"
 #include "model/Bank.h"
+#include "model/ModulationTables.h"
 #include "plug/ValueLaws.h"
 
 namespace MV {
@@ -14,20 +15,6 @@ using ZnLib::Text::format;
 using ZnPlug::Wave;
 
 namespace {
-
-constexpr std::array<const char*, 21> kFirstSources = {
-    "--",  "AEG",  "ENV1", "ENV2",  "LFO1",  "LFO2",      "SEQ1",      "SEQ2",
-    "SEQ3", "Key", "Key/R", "Key/P", "Vel",  "Vel/R",     "Vel/P",     "Pitchbend",
-    "Mod Wheel", "Channel Pressure", "Aftertouch", "Random", "BPM/R"};
-constexpr uint16_t kFirstExternal = 21, kFirstMidiCC = 37, kFirstParam = 165, kSourceCount = 293;
-
-// "SEQ4 Amp" is the document's name of the third sequencer's amplitude.
-constexpr std::array<const char*, 34> kDestinations = {
-    "--",           "AEG Attack",   "AEG Time",     "AEG Amp",     "ENV1 Amp",     "ENV2 Amp",     "LFO1 Rate",
-    "LFO1 Amp",     "LFO2 Rate",    "LFO2 Amp",     "SEQ1 Rate",   "SEQ1 Amp",     "SEQ2 Rate",    "SEQ2 Amp",
-    "SEQ3 Rate",    "SEQ4 Amp",     "Filter Freq",  "Filter Res",  "Filter Drive", "Pitch",        "Pitch (raw)",
-    "Volume",       "Pan",          "Loop Start",   "Loop End",    "Loop Direction", "Insert Par 1", "Insert Par 2",
-    "Send Level 1", "Send Level 2", "Send Level 3", "Wave Start",  "Delay",        "Glide"};
 
 std::string num(double v) { return format("%.6g", v); }
 std::string boolText(bool v) { return v ? "true" : "false"; }
@@ -45,19 +32,6 @@ std::string name(const std::array<const char*, N>& table, std::size_t index) {
 std::string rateText(float rate, uint8_t mode) {
     if (mode == kLfoModeTempo) return name(kNoteValueNames, std::size_t(std::lround(rate * 23)));
     return ZnPlug::frequencyFileText(ZnPlug::RateLaw::hz(rate));
-}
-
-// An amount in the form its destination gives it.
-std::string amountText(uint8_t destination, float a) {
-    switch (destination) {
-    case 16: return ZnPlug::frequencyFileText(ZnPlug::FrequencyLaw::hz(a));
-    case 6: case 8: case 10: case 12: case 14: return ZnPlug::rateText(ZnPlug::RateLaw::hz(a));
-    case 23: case 24: case 31: case 32: case 33: {
-        const double ms = ZnPlug::TimeLaw::ms(std::fabs(a));
-        return ZnPlug::timeText(a < 0 ? -ms : ms);
-    }
-    default: return num(a);
-    }
 }
 
 // FNV-1a over the bits of every sample, so that a dump notices changed sample data.
@@ -241,8 +215,8 @@ private:
             line(2, format("entry %zu", k),
                  format("source %s via %s destination %s amount %s amount_via %s frozen %s enabled %s",
                         modulationSourceName(m.source).c_str(), modulationSourceName(m.via).c_str(),
-                        modulationDestinationName(m.destination).c_str(), amountText(m.destination, m.amount).c_str(),
-                        amountText(m.destination, m.amountVia).c_str(), boolText(m.frozen).c_str(),
+                        modulationDestinationName(m.destination).c_str(), ModulationTables::amountText(m.destination, m.amount).c_str(),
+                        ModulationTables::amountText(m.destination, m.amountVia).c_str(), boolText(m.frozen).c_str(),
                         boolText(m.enabled).c_str()));
         }
         if (g.switcher) dumpSwitcher(*g.switcher);
@@ -344,14 +318,13 @@ private:
 }  // namespace
 
 std::string modulationSourceName(uint16_t source) {
-    if (source < kFirstSources.size()) return kFirstSources[source];
-    if (source < kFirstMidiCC) return format("External Controller %d", source - kFirstExternal + 1);
-    if (source < kFirstParam) return format("Midi CC %d", source - kFirstMidiCC);
-    if (source < kSourceCount) return format("Param %02d", source - kFirstParam);
-    return format("#%u", source);
+    return source < kSourceCount ? ModulationTables::sourceText(source) : format("#%u", source);
 }
 
-std::string modulationDestinationName(uint8_t destination) { return name(kDestinations, destination); }
+std::string modulationDestinationName(uint8_t destination) {
+    return destination < kDestinationCount ? std::string(ModulationTables::destinationFileText(destination))
+                                           : format("#%u", destination);
+}
 
 std::string dumpBank(const Bank& bank, const std::string& basePath) { return Dumper(bank, basePath).run(); }
 

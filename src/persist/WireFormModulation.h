@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "model/ModulationTables.h"
+
 namespace MV {
 
 // Modulation sources and destinations by number and by the text the documents and presets hold,
@@ -11,13 +13,13 @@ class WireFormModulation {
 public:
     // Sources: 0 "--", 1 to 20 the named ones, then 16 external controllers, 128 MIDI
     // controllers and 128 automation parameters.
-    static constexpr uint16_t kFirstExternal = 21;  // "External Controller 1"
-    static constexpr uint16_t kFirstMidiCC = 37;    // "Midi CC 0"
-    static constexpr uint16_t kFirstParam = 165;    // "Param 00"
-    static constexpr uint16_t kSourceCount = 293;
+    static constexpr uint16_t kFirstExternal = kSourceFirstExternal;
+    static constexpr uint16_t kFirstMidiCC = kSourceFirstMidiCC;
+    static constexpr uint16_t kFirstParam = kSourceFirstParam;
+    static constexpr uint16_t kSourceCount = MV::kSourceCount;
     // Destinations 0 "--" to 33 "Glide".
-    static constexpr uint8_t kDestinationCount = 34;
-    static constexpr uint8_t kVolume = 21;
+    static constexpr uint8_t kDestinationCount = MV::kDestinationCount;
+    static constexpr uint8_t kVolume = kDestVolume;
 
     // The file form of a source; "" past the table.
     static std::string sourceName(uint16_t source);

@@ -1,0 +1,123 @@
+#include "InstrumentLoader.h"
+
+#include <array>
+#include <stdexcept>
+
+#include "MidiFile.h"
+#include "lib/Error.h"
+#include "lib/Path.h"
+#include "lib/Text.h"
+#include "import/SoundFont.h"
+#include "persist/ImportFilter.h"
+#include "persist/LoadDocument.h"
+
+namespace Cli {
+
+namespace {
+
+std::string typeOf(const std::string& path) { return ZnLib::Text::toLower(ZnLib::FS::extension(path)); }
+
+bool isDocument(const std::string& type) {
+    return type == ".mvbank" || type == ".mvprog" || type == ".mvperf" || type == ".mvmatrix";
+}
+
+// Gives a bank that holds programs or matrices but no performance one that plays them.
+void ensurePerformance(MV::Bank& bank) {
+    if (!bank.performances.empty()) {
+        if (!bank.hasPerformance(bank.currentPerformance)) bank.currentPerformance = bank.performances.front().get();
+        return;
+    }
+    if (bank.programs.empty() && !bank.matrixes.empty()) {
+        auto program = ZnLib::makeRef<MV::Program>(bank.matrixes.front()->name());
+        auto group = ZnLib::makeRef<MV::Group>(bank.matrixes.front()->name());
+        group->splits.front().setMatrix(bank.matrixes.front());
+        program->addGroup(group);
+        bank.addProgram(program);
+    }
+    if (bank.programs.empty()) return;
+    auto performance = ZnLib::makeRef<MV::Performance>(bank.programs.front()->name());
+    if (bank.programs.size() == 1) {
+        performance->addSlot(ZnLib::makeRef<MV::ProgramSlot>(MV::ProgramSlot::kAllChannels, bank.programs.front()));
+    } else {
+        for (std::size_t i = 0; i < bank.programs.size() && i < 16; ++i)
+            performance->addSlot(ZnLib::makeRef<MV::ProgramSlot>(uint8_t(i), bank.programs[i]));
+    }
+    bank.addPerformance(performance);
+    bank.currentPerformance = performance.get();
+}
+
+// Import progress is not shown by the command: it prints the result, or the error.
+struct Quiet : MV::ProcessCallbacks {};
+
+}  // namespace
+
+bool isSoundFont(const std::string& path) { return typeOf(path) == ".sf2"; }
+
+bool isInstrumentFile(const std::string& path) {
+    const std::string type = typeOf(path);
+    return isDocument(type) || type == ".sf2" || type == ".sfz";
+}
+
+std::vector<MV::ChannelChoice> songChannelChoices(const MidiFile& song) {
+    std::array<int, 16> bank;
+    bank.fill(MV::ChannelChoice::kNoBank);
+    std::array<bool, 16> chosen{};
+    std::vector<MV::ChannelChoice> choices;
+    for (const MidiFile::Event& e : song.events()) {
+        const uint8_t channel = e.status & 0x0F;
+        switch (e.status & 0xF0) {
+        case 0xB0:
+            if (e.data1 == 0) bank[channel] = e.data2;
+            break;
+        case 0xC0:
+            choices.push_back({channel, bank[channel], e.data1});
+            chosen[channel] = true;
+            break;
+        case 0x90:
+            if (!chosen[channel] && e.data2 > 0) {
+                // Notes before any program change play program 0 (a drum kit on channel 10).
+                choices.push_back({channel, bank[channel], 0});
+                chosen[channel] = true;
+            }
+            break;
+        default:
+            break;
+        }
+    }
+    return choices;
+}
+
+ZnLib::SharedRef<MV::Bank> loadInstrument(const std::string& path, const std::vector<MV::ChannelChoice>& choices,
+                                          std::vector<std::string> places) {
+    const std::string type = typeOf(path);
+    Quiet quiet;
+    ZnLib::SharedRef<MV::Bank> bank;
+    if (isDocument(type)) {
+        bank = MV::loadDocument(path, places);
+    } else if (type == ".sf2") {
+        auto soundFont = MV::openSoundFont(path, quiet);
+        try {
+            if (choices.empty()) {
+                bank = ZnLib::makeRef<MV::Bank>();
+                MV::ImportFilter all;
+                soundFont->importPrograms(*bank, all, quiet);
+            } else {
+                bank = MV::importSongBank(*soundFont, choices, quiet);
+            }
+            // The slots already hold what the song's program changes ask for; switching
+            // performances on them would only silence the song.
+            bank->programChangeMode = MV::kProgramChangeOff;
+        } catch (...) {
+            ZnLib::throwWrapped("Could not load " + path);
+        }
+    } else if (type == ".sfz") {
+        bank = MV::importSfzBank(path, quiet);
+    } else {
+        throw std::runtime_error("Not an instrument file: " + path +
+                                 " (known: .mvbank .mvprog .mvperf .mvmatrix .sf2 .sfz)");
+    }
+    ensurePerformance(*bank);
+    return bank;
+}
+
+}  // namespace Cli

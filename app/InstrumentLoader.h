@@ -1,0 +1,30 @@
+#pragma once
+#include <string>
+#include <vector>
+
+#include "import/InstrumentImport.h"
+#include "lib/RefCounted.h"
+#include "model/Bank.h"
+
+namespace Cli {
+
+class MidiFile;
+
+// The programs a song asks for, channel by channel: every program change with the bank select
+// in force before it, and program 0 for a channel that plays notes without a program change.
+std::vector<MV::ChannelChoice> songChannelChoices(const MidiFile& song);
+
+// Reads an instrument into a bank of its own, by its file type: a bank, program, performance or
+// wave matrix document, a SoundFont 2 (with only the presets `choices` name; every preset when
+// `choices` is empty) or an SFZ file. The bank always holds a current performance: a program
+// without one plays on all channels, several programs on channels 1 to 16 in list order, a wave
+// matrix through a program of its own. Failures read "Could not load " + path.
+// `places` is where file search looks for missing waves. [ui-thread]
+ZnLib::SharedRef<MV::Bank> loadInstrument(const std::string& path, const std::vector<MV::ChannelChoice>& choices,
+                                          std::vector<std::string> places);
+
+// True for the file types loadInstrument reads.
+bool isInstrumentFile(const std::string& path);
+bool isSoundFont(const std::string& path);
+
+}  // namespace Cli

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <string>
 #include <vector>
 
 #include "engine/Morvek.h"
+#include "model/ModulationTables.h"
 #include "plug/HostTime.h"
+#include "plug/ValueLaws.h"
 #include "plug/Wave.h"
 
 // Rendering cost of voices per voice-sample: each interpolator, mono and stereo waves, one voice
@@ -86,6 +89,96 @@ BENCHMARK(renderVoices)
     ->ArgNames({"interp", "channels", "voices"})
     ->ComputeStatistics("min", fastest)
     ->ArgsProduct({{1, 2, 3, 4, 5}, {1, 2}, {1, 128}})
+    ->Unit(benchmark::kMicrosecond);
+
+// The voice filter on a stereo "Hermite" voice whose two LFOs and two envelopes run beside it,
+// routed nowhere: what the filter stage and the modulators cost on their own.
+void renderFilteredVoices(benchmark::State& state) {
+    const auto slope = uint8_t(state.range(0));
+    const int voices = int(state.range(1));
+    Rig rig(kInterpolationHermite, 2, 0);
+    Group& g = *rig.group;
+    g.filter.type = kFilterLowPass;
+    g.filter.slope = slope;
+    g.filter.freq = 0.35f;
+    g.filter.res = 0.4f;
+    g.filter.drive = 0.2f;
+    g.lfo1.rate = 0.4f;
+    g.lfo2.rate = 0.25f;
+    g.lfo2.type = kLfoTriangle;
+    g.lfo2.fadein = 0.3f;
+    ProgramSlot& slot = *rig.engine.performance().slots[0];
+    for (int v = 0; v < voices; ++v)
+        rig.engine.findFreeVoice()->start(rig.engine, rig.engine.channel(0), slot, g, *slot.program,
+                                          uint8_t(48 + v % 25), 100, 0, uint32_t(v + 1), false);
+    for (auto _ : state) {
+        for (int v = 0; v < voices; ++v) rig.engine.voice(v).render(rig.engine, 0, kBlock);
+        benchmark::DoNotOptimize(rig.buffers[0].data());
+        benchmark::ClobberMemory();
+    }
+    int playing = 0;
+    for (int v = 0; v < voices; ++v) playing += rig.engine.voice(v).idle() ? 0 : 1;
+    if (playing != voices) state.SkipWithError("a voice ended");
+    state.SetLabel(std::string("Hermite stereo, low pass ") + kFilterSlopeNames[slope] + ", 2 LFOs");
+    state.counters["per_voice_sample"] = benchmark::Counter(double(voices) * kBlock,
+                                                           benchmark::Counter::kIsIterationInvariantRate |
+                                                               benchmark::Counter::kInvert);
+}
+
+BENCHMARK(renderFilteredVoices)
+    ->ArgNames({"slope", "voices"})
+    ->ComputeStatistics("min", fastest)
+    ->ArgsProduct({{kSlope24dB, kSlope12dB}, {1, 128}})
+    ->Unit(benchmark::kMicrosecond);
+
+// A voice as a played instrument has it: a resonant low pass, LFO1 on pitch (a vibrato), LFO2 on
+// the filter frequency, and the mod wheel on volume, which runs as a control-rate slot.
+void renderModulatedVoices(benchmark::State& state) {
+    const int voices = int(state.range(0));
+    Rig rig(kInterpolationHermite, 2, 0);
+    Group& g = *rig.group;
+    g.filter.type = kFilterLowPass;
+    g.filter.slope = kSlope12dB;
+    g.filter.freq = 0.4f;
+    g.filter.res = 0.3f;
+    g.lfo1.rate = float(ZnPlug::RateLaw::fromHz(5.5));
+    g.lfo2.rate = float(ZnPlug::RateLaw::fromHz(0.7));
+    g.lfo2.type = kLfoTriangle;
+    auto entry = [&](std::size_t i, uint16_t source, uint8_t destination, float amount) {
+        g.modulation[i].source = source;
+        g.modulation[i].destination = destination;
+        g.modulation[i].amount = amount;
+    };
+    entry(0, kSourceLfo1, kDestPitch, 20);
+    entry(1, kSourceLfo2, kDestFilterFreq, 0.3f);
+    entry(2, kSourceModWheel, kDestVolume, -0.3f);
+    rig.engine.channel(0).storeController(1, 100);
+    rig.engine.channel(0).refreshWheel();
+    ProgramSlot& slot = *rig.engine.performance().slots[0];
+    for (int v = 0; v < voices; ++v)
+        rig.engine.findFreeVoice()->start(rig.engine, rig.engine.channel(0), slot, g, *slot.program,
+                                          uint8_t(48 + v % 25), 100, 0, uint32_t(v + 1), false);
+    if (rig.engine.voice(0).n_audio != 2 || rig.engine.voice(0).n_control != 3)
+        state.SkipWithError("the slots are not two audio ones and one control one");
+    for (auto _ : state) {
+        for (int v = 0; v < voices; ++v) rig.engine.voice(v).render(rig.engine, 0, kBlock);
+        benchmark::DoNotOptimize(rig.buffers[0].data());
+        benchmark::ClobberMemory();
+    }
+    int playing = 0;
+    for (int v = 0; v < voices; ++v) playing += rig.engine.voice(v).idle() ? 0 : 1;
+    if (playing != voices) state.SkipWithError("a voice ended");
+    state.SetLabel("Hermite stereo, filter, 2 LFOs, wheel");
+    state.counters["per_voice_sample"] = benchmark::Counter(double(voices) * kBlock,
+                                                           benchmark::Counter::kIsIterationInvariantRate |
+                                                               benchmark::Counter::kInvert);
+}
+
+BENCHMARK(renderModulatedVoices)
+    ->ArgNames({"voices"})
+    ->ComputeStatistics("min", fastest)
+    ->Arg(1)
+    ->Arg(128)
     ->Unit(benchmark::kMicrosecond);
 
 }  // namespace

@@ -41,10 +41,12 @@ void Envelope::release(float level3) noexcept {
 }
 
 void Envelope::advance(int32_t n) noexcept {
+    // A held envelope settles its level into 0..1 in its first sample and puts that level out in
+    // its second; from then on every sample is the same.
+    int32_t held = 0;
     for (int32_t i = 0; i < n; ++i) {
-        // A held envelope has settled its level into 0..1 after one sample; from the next one
-        // on every sample is the same.
-        if (i >= 2 && seg_rate_now == 0 && holding()) return;
+        held = seg_rate_now == 0 && holding() ? held + 1 : 0;
+        if (held > 2) return;
         tick();
     }
 }

@@ -81,6 +81,9 @@ public:
     int32_t midiProgramCount() override;
     std::string midiProgramName(int32_t index) override;
     void setMidiProgramName(int32_t index, const std::string& name) override;
+    // [ui-thread] The name of what key `key` plays in program slot `channelIndex`: the wave or
+    // matrix of the first group whose range holds it. True without a name below every group.
+    bool midiKeyName(int32_t channelIndex, uint8_t key, std::string& name) override;
 
     // ---- what the interface calls ----
     // [ui-thread] [takes-main-lock] A note at offset 0 of the next block (keys and velocities

@@ -3,6 +3,7 @@
 
 #include "engine/Morvek.h"
 #include "engine/SwitcherProbe.h"
+#include "model/ModulationTables.h"
 
 // How notes and the fixed controllers reach voices: the walk through slots and groups, the voice
 // choice, releases with their pedals and mono returns, and the all-notes and all-sound resets.
@@ -15,7 +16,6 @@ constexpr uint8_t kPedalDown = 64;  // a pedal value of 64 or more holds
 constexpr uint8_t kSoundOff = 120;
 constexpr uint8_t kResetControllers = 121;
 constexpr uint8_t kNotesOff = 123;
-constexpr uint16_t kLastModulatorSource = 8;  // AEG, ENV1, ENV2, LFO1, LFO2, SEQ1 to SEQ3
 
 bool active(const Voice& v) noexcept { return !v.idle(); }
 
@@ -53,7 +53,7 @@ bool switcherAllows(Morvek& engine, Channel& channel, const ProgramSlot& slot, c
     NoteContext note;
     // Only a modulator as the source needs the note's modulators started, on the voice that
     // never sounds; every other condition reads the channel and the counters.
-    if (sw.source >= 1 && sw.source <= kLastModulatorSource) {
+    if (sw.source >= 1 && sw.source <= kSourceLastModulator) {
         Voice& probe = engine.probeVoice();
         probe.start(engine, channel, slot, group, program, playedKey, velocity, 0, 0, true);
         note.modulators = &probe;
@@ -282,6 +282,30 @@ Voice* Morvek::findFreeVoice() noexcept {
     for (int v = 0; v < pool_end_; ++v)
         if (voices_[std::size_t(v)].idle()) return &voices_[std::size_t(v)];
     return claimVoice();
+}
+
+// ---- key names ----
+
+bool Morvek::midiKeyName(int32_t channelIndex, uint8_t key, std::string& name) {
+    name.clear();
+    const auto& slots = currentPerformance->slots;
+    if (channelIndex < 0 || std::size_t(channelIndex) >= slots.size()) return false;
+    const Program& program = *slots[std::size_t(channelIndex)]->program;
+    bool belowAll = !program.groups.empty();
+    for (const auto& group : program.groups) {
+        const KeyRange& r = group->range;
+        if (key < r.lowKey) continue;
+        belowAll = false;
+        if (key > r.highKey) continue;
+        const Split& split = group->splitFor(key);
+        const auto next = std::size_t(&split - group->splits.data()) + 1;
+        const int high = next < group->splits.size() ? group->splits[next].key - 1 : r.highKey;
+        if (high < key) continue;
+        name = split.displayName();
+        return true;
+    }
+    // A key below every group has no name but counts as known.
+    return belowAll;
 }
 
 // ---- controllers ----

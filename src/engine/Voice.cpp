@@ -103,7 +103,7 @@ bool Voice::start(Morvek& engine, Channel& ch, const ProgramSlot& sl, const Grou
     release_loop_index = split.release;
     const double tempo = engine.context().tempo;
     bpm_ratio = (wave->tempo > 0 && tempo > 0) ? float(std::log2(tempo / double(wave->tempo))) : 0.0f;
-    buildModulationSlots(engine);
+    buildModulationSlots(engine, playedKey, sounding);
     if (fresh) startModulators(engine);
     runStaticSlots(engine);
     if (split.isMatrix()) resolveMatrix(engine, *split.matrix(), playedKey, sounding);
@@ -147,7 +147,7 @@ void Voice::startProbe(Morvek& engine, Channel& ch, const ProgramSlot& sl, const
     const double tempo = engine.context().tempo;
     bpm_ratio = (wave->tempo > 0 && tempo > 0) ? float(std::log2(tempo / double(wave->tempo))) : 0.0f;
     refreshFromGroup(engine);
-    buildModulationSlots(engine);
+    buildModulationSlots(engine, playedKey, uint8_t(playedKey + sl.transpose));
     startModulators(engine);
 }
 
@@ -353,29 +353,23 @@ void Voice::applyFades(uint8_t soundingKey) {
 
 void Voice::refreshFromGroup(Morvek& engine) {
     aeg.setup(group->aeg, engine.context().rate_ratio, group->playmode);
+    setupModulators(engine);
     group_mod_count = group->modCount();
 }
 
-void Voice::buildModulationSlots(Morvek& engine) {
-    (void)engine;
-    n_audio = n_control = n_static = 0;
-    auto_sources = 0;
-}
-
-void Voice::startModulators(Morvek& engine) {
-    (void)engine;
-    aeg.start(state);
+void Voice::buildModulationSlots(Morvek& engine, uint8_t playedKey, uint8_t soundingKey) {
+    ModMatrix::build(engine, *this, playedKey, soundingKey);
 }
 
 void Voice::runStaticSlots(Morvek& engine) {
     (void)engine;
-    if (n_static <= n_control) return;
-    aeg.foldStatic();
+    ModMatrix::runStatic(*this);
 }
 
-void Voice::refreshControlSlots(Morvek& engine) { (void)engine; }
-
-void Voice::followTempo(Morvek& engine) { (void)engine; }
+void Voice::refreshControlSlots(Morvek& engine) {
+    (void)engine;
+    ModMatrix::refreshControl(*this);
+}
 
 void Voice::rebaseModulation(const Voice& from) noexcept {
     const auto begin = reinterpret_cast<std::uintptr_t>(&from);
@@ -398,6 +392,9 @@ void Voice::enterRelease(Morvek& engine) {
     (void)engine;
     if (!group) return;
     if (group->playmode != kPlayOneshot && group->playmode != kPlayRelease && state != kIdle) state = kRelease;
+    // Envelopes of those play modes do not wait for the key, and ignore it.
+    env1.release(group->env1.level3);
+    env2.release(group->env2.level3);
     loop_index = release_loop_index;
 }
 

@@ -3,6 +3,11 @@
 #include <cstdint>
 
 #include "engine/Aeg.h"
+#include "engine/Envelope.h"
+#include "engine/Lfo.h"
+#include "engine/ModMatrix.h"
+#include "engine/Sequencer.h"
+#include "engine/VoiceFilter.h"
 #include "lib/RefCounted.h"
 #include "model/Effect.h"
 
@@ -57,68 +62,8 @@ public:
         float send3 = 0;
     };
 
-    // The voice filter's accumulators; its running state joins them with the filter.
-    struct FilterState {
-        float filter_freq = 0;
-        float filter_res = 0;
-        float filter_drive = 0;
-    };
-
-    // A modulation envelope (ENV1, ENV2).
-    struct Envelope {
-        float amp_mod = 0;
-        float amp = 1;
-        float out = 0;
-        std::array<float, 3> seg_delta{};
-        std::array<float, 3> seg_rate{};
-        float level = 0;
-        float seg_slope = 0;
-        float seg_pos = 0;
-        float seg_rate_now = 0;
-        float level0 = 0;
-        int32_t segment = 0;
-        bool no_release = false;
-    };
-
-    // An LFO; `table` points at one of the shared wave tables.
-    struct Lfo {
-        float rate_mod = 0;
-        float out = 0;
-        uint32_t phase = 0;  // top 8 bits the table index, low 24 the fraction
-        int32_t step = 0;
-        float fade_step = 0;
-        float fade = 1;
-        float scale = 1;
-        float amp_mod = 0;
-        float amp = 1;
-        const float* table = nullptr;
-    };
-
-    // A step sequencer: an LFO over a table of its own.
-    struct Sequencer {
-        float rate_mod = 0;
-        float out = 0;
-        uint32_t phase = 0;
-        int32_t step = 0;
-        float fade_step = 0;
-        float fade = 1;
-        float scale = 1;
-        float amp_mod = 0;
-        float amp = 1;
-        std::array<int8_t, 256> values{};
-    };
-
-    // One entry of the group's modulation table as the voice runs it.
-    struct ModSlot {
-        const float* source = nullptr;
-        const float* via = nullptr;
-        float* dest = nullptr;
-        float amount = 0;
-        float amount_via = 0;
-        float value = 0;
-        float source_local = 0;
-        float via_local = 0;
-    };
+    // The voice filter with its accumulators filter_freq, filter_res and filter_drive.
+    using FilterState = VoiceFilter;
 
     // [audio-thread] [main-lock] Starts (or, in mono and legato, retargets) this voice for a
     // note of `key` as played (the sounding key adds the slot's transpose). False when the note
@@ -193,6 +138,9 @@ public:
     int8_t n_audio = 0;
     int8_t n_control = 0;
     int8_t n_static = 0;
+    // The control lanes that the audio and control runs write sample by sample, a bit for each
+    // VoiceLanes index; the others hold one value per sub-block.
+    uint16_t lane_mask = 0;
 
     uint32_t group_mod_count = 0;  // the group's modification count when last read
     int32_t loop_index = kNoLoop;
@@ -238,9 +186,16 @@ private:
     // Re-reads the group: envelope rates and levels (and the other modulators' setups).
     void refreshFromGroup(Morvek& engine);
     // Turns the group's modulation table into slots, sorted into audio, control and static runs.
-    void buildModulationSlots(Morvek& engine);
-    // Fresh modulators: the envelope's attack (and the others' starts).
+    void buildModulationSlots(Morvek& engine, uint8_t playedKey, uint8_t soundingKey);
+    // Fresh modulators: the envelopes' attacks, the LFOs' and sequencers' phases by their sync
+    // mode (VoiceModulators.cpp, like the three below).
     void startModulators(Morvek& engine);
+    // The setups of ENV1 to SEQ3 and of the filter from the group, part of refreshFromGroup.
+    void setupModulators(Morvek& engine);
+    // ENV1 to SEQ3 move `n` samples on where no slot reads them in between.
+    void advanceModulators(int32_t n) noexcept;
+    // The playing voice whose LFO phase a "Group" or "Voice" synced one takes, or null.
+    const Voice* syncPeer(Morvek& engine, uint8_t sync) const noexcept;
     // Evaluates the static run and folds it into the voice's static state.
     void runStaticSlots(Morvek& engine);
     // Recomputes the control run's values, once per render call unless they are slewing.
@@ -262,7 +217,7 @@ private:
     // Blends from where the previous sound left off into a new wave or loop position.
     void declick(const Call& call, VoiceLanes& lanes, int32_t n);
     void keepLastOutputs(const Call& call, const VoiceLanes& lanes, int32_t n);
-    void filterStage(VoiceLanes& lanes, float** signal, int32_t channels, int32_t n);
+    void filterStage(const Call& call, VoiceLanes& lanes, float** signal, int32_t channels, int32_t n);
     void insertStage(const Call& call, VoiceLanes& lanes, float** signal, int32_t& channels, int32_t n);
     void groupSends(Morvek& engine, const Call& call, VoiceLanes& lanes, float* const* signal, int32_t channels,
                     int32_t offset, int32_t n, bool preFader);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 #include "engine/FastMath.h"
@@ -149,7 +150,7 @@ int32_t Voice::renderBlock(Morvek& engine, const Call& call, int32_t offset, int
 
     float* signal[2] = {lanes.raw[0].data(), lanes.raw[1].data()};
     int32_t channels = call.waveChannels;
-    filterStage(lanes, signal, channels, made);
+    filterStage(call, lanes, signal, channels, made);
     insertStage(call, lanes, signal, channels, made);
     groupSends(engine, call, lanes, signal, channels, offset, made, true);
     volumeAndPan(call, lanes, signal, channels, made);
@@ -165,14 +166,18 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
     float* amp = lanes.lane(VoiceLanes::kAmp);
     float* pitch = lanes.lane(VoiceLanes::kPitchRatio);
     const bool gliding = glide_pitch != glide_target;
+    // Only the audio run reads ENV1 to SEQ3 sample by sample; without one they move in bulk.
+    const bool modulatorsRead = n_audio > 0;
     if (!call.modulated && !gliding && state == kSustain) {
         // Nothing moves: level and pitch hold for the whole sub-block.
         aeg.step(state);
+        advanceModulators(n);
         FastMath::fill(amp, static_gain * aeg.out, n);
         FastMath::fill(pitch, pitch_ratio, n);
         return n;
     }
     for (int32_t i = 0; i < n; ++i) {
+        if (call.modulated) ModMatrix::accumulate(slots.data(), n_audio, n_control, smooth_left);
         if (glide_pitch != glide_target) {
             glide_pitch += glide_step;
             if (glide_step == 0 || (glide_step > 0 ? glide_pitch > glide_target : glide_pitch < glide_target))
@@ -184,29 +189,68 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
             last_pitch = p;
         }
         aeg.step(state);
+        if (modulatorsRead) {
+            // In the order AEG, ENV1, ENV2, LFO1, LFO2, SEQ1, SEQ2, SEQ3.
+            env1.tick();
+            env2.tick();
+            lfo1.tick();
+            lfo2.tick();
+            seq1.tick();
+            seq2.tick();
+            seq3.tick();
+        }
         amp[i] = static_gain * aeg.out;
         pitch[i] = pitch_ratio;
         if (call.modulated) writeModulatedLanes(lanes, i);
         if (state == kIdle) return i + 1;
     }
+    if (!modulatorsRead) advanceModulators(n);
     return n;
 }
 
+namespace {
+// What a control lane carries: the voice's destination in the unit the render stages read.
+float laneValue(const Voice& v, unsigned lane) noexcept {
+    switch (lane) {
+    case VoiceLanes::kFilterFreq:
+        return v.filter.filter_freq;
+    case VoiceLanes::kFilterRes:
+        return v.filter.filter_res;
+    case VoiceLanes::kFilterDrive:
+        return v.filter.filter_drive;
+    case VoiceLanes::kLoopStart:
+        return v.dest.loop_start * v.wave_rate;
+    case VoiceLanes::kLoopEnd:
+        return v.dest.loop_end * v.wave_rate;
+    case VoiceLanes::kLoopDir:
+        return v.dest.loop_dir;
+    case VoiceLanes::kPan:
+        return v.dest.pan;
+    case VoiceLanes::kVolume:
+        return v.dest.volume;
+    case VoiceLanes::kInsert1:
+        return v.dest.insert1 + v.static_insert1;
+    case VoiceLanes::kInsert2:
+        return v.dest.insert2 + v.static_insert2;
+    case VoiceLanes::kSend1:
+        return v.dest.send1;
+    case VoiceLanes::kSend2:
+        return v.dest.send2;
+    default:
+        return v.dest.send3;
+    }
+}
+}  // namespace
+
 void Voice::writeModulatedLanes(VoiceLanes& lanes, int32_t i) {
-    const auto at = std::size_t(i);
-    lanes.lanes[VoiceLanes::kFilterFreq][at] = filter.filter_freq;
-    lanes.lanes[VoiceLanes::kFilterRes][at] = filter.filter_res;
-    lanes.lanes[VoiceLanes::kFilterDrive][at] = filter.filter_drive;
-    lanes.lanes[VoiceLanes::kLoopStart][at] = dest.loop_start * wave_rate;
-    lanes.lanes[VoiceLanes::kLoopEnd][at] = dest.loop_end * wave_rate;
-    lanes.lanes[VoiceLanes::kLoopDir][at] = dest.loop_dir;
-    lanes.lanes[VoiceLanes::kPan][at] = dest.pan;
-    lanes.lanes[VoiceLanes::kVolume][at] = dest.volume;
-    lanes.lanes[VoiceLanes::kInsert1][at] = dest.insert1 + static_insert1;
-    lanes.lanes[VoiceLanes::kInsert2][at] = dest.insert2 + static_insert2;
-    lanes.lanes[VoiceLanes::kSend1][at] = dest.send1;
-    lanes.lanes[VoiceLanes::kSend2][at] = dest.send2;
-    lanes.lanes[VoiceLanes::kSend3][at] = dest.send3;
+    // A lane that no slot moves holds one value over the sub-block: filled once, not per sample.
+    if (i == 0)
+        for (unsigned l = VoiceLanes::kFilterFreq; l < VoiceLanes::kLaneCount; ++l)
+            if (!(lane_mask & (1u << l))) FastMath::fill(lanes.lanes[l].data(), laneValue(*this, l), kSubBlock);
+    for (unsigned m = lane_mask; m != 0; m &= m - 1) {
+        const auto l = unsigned(std::countr_zero(m));
+        lanes.lanes[l][std::size_t(i)] = laneValue(*this, l);
+    }
 }
 
 int32_t Voice::readSamples(const Call& call, VoiceLanes& lanes, int32_t n) {
@@ -268,13 +312,20 @@ void Voice::keepLastOutputs(const Call& call, const VoiceLanes& lanes, int32_t n
     }
 }
 
-void Voice::filterStage(VoiceLanes& lanes, float** signal, int32_t channels, int32_t n) {
-    // The voice filter takes the raw signal here into lanes.filtered; until it exists the raw
-    // signal passes on unchanged.
-    (void)lanes;
-    (void)signal;
-    (void)channels;
-    (void)n;
+void Voice::filterStage(const Call& call, VoiceLanes& lanes, float** signal, int32_t channels, int32_t n) {
+    if (filter.type == kFilterOff) return;
+    float* freq = lanes.lane(VoiceLanes::kFilterFreq);
+    float* res = lanes.lane(VoiceLanes::kFilterRes);
+    float* drive = lanes.lane(VoiceLanes::kFilterDrive);
+    if (!call.modulated) {
+        FastMath::fill(freq, filter.filter_freq, n);
+        FastMath::fill(res, filter.filter_res, n);
+        FastMath::fill(drive, filter.filter_drive, n);
+    }
+    float* out[2] = {lanes.filtered[0].data(), lanes.filtered[1].data()};
+    filter.process(freq, res, drive, !call.modulated, signal, out, channels, n, call.rateRatio);
+    signal[0] = out[0];
+    if (channels == 2) signal[1] = out[1];
 }
 
 void Voice::insertStage(const Call& call, VoiceLanes& lanes, float** signal, int32_t& channels, int32_t n) {

@@ -1,5 +1,6 @@
 #include "persist/LoadDocument.h"
 
+#include <filesystem>
 #include <stdexcept>
 
 #include "lib/Error.h"
@@ -31,8 +32,13 @@ std::string rootOf(const std::string& path) {
 
 }  // namespace
 
-ZnLib::SharedRef<Bank> loadDocument(const std::string& path, std::vector<std::string>& places, LoadFilter* filter,
-                                    FindMissing* findMissing, ProcessCallbacks* process) {
+ZnLib::SharedRef<Bank> loadDocument(const std::string& givenPath, std::vector<std::string>& places,
+                                    LoadFilter* filter, FindMissing* findMissing, ProcessCallbacks* process) {
+    // References inside a document are found from its folder, so the folder must be known even
+    // when the path was given relative to the working folder.
+    std::error_code ec;
+    const std::filesystem::path absolute = std::filesystem::absolute(givenPath, ec);
+    const std::string path = ec ? givenPath : absolute.lexically_normal().string();
     LoadedNothing nothingLoaded;
     FindNothing findNothing;
     ProcessCallbacks silent;

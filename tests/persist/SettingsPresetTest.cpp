@@ -51,19 +51,12 @@ TEST(SettingsPreset, AModulationPresetRoundTripsThroughItsIniFile) {
 
     const std::string path = settings.modulationPresetFolder() + "/Wobble.modulation";
     const ZnLib::IniFile ini(path);
-    EXPECT_EQ(ini.read("Global", "Source0"), "LFO1");
-    EXPECT_EQ(ini.read("Global", "Via0"), "Mod Wheel");
-    EXPECT_EQ(ini.read("Global", "Dest0"), "Pitch");
-    EXPECT_EQ(ini.read("Global", "Scale0"), "200");
-    EXPECT_EQ(ini.read("Global", "ScaleTo0"), "50");
-    EXPECT_EQ(ini.read("Global", "Frozen0"), "1");
-    EXPECT_EQ(ini.read("Global", "Scale1"), "2000 Hz");
-    EXPECT_EQ(ini.read("Global", "Source2"), "External Controller 3");
-    EXPECT_EQ(ini.read("Global", "Scale2"), "-120.0ms");
-    EXPECT_EQ(ini.read("Global", "Source3"), "Param 05");
-    EXPECT_EQ(ini.read("Global", "Scale3"), "0.5");
-    EXPECT_EQ(ini.read("Global", "Dest4"), "SEQ4 Amp");
-    EXPECT_EQ(ini.read("Global", "Source15"), "--");
+    const std::pair<const char*, const char*> written[] = {
+        {"Source0", "LFO1"},    {"Via0", "Mod Wheel"},  {"Dest0", "Pitch"},    {"Scale0", "200"},
+        {"ScaleTo0", "50"},     {"Frozen0", "1"},       {"Scale1", "2000 Hz"}, {"Source2", "External Controller 3"},
+        {"Scale2", "-120.0ms"}, {"Source3", "Param 05"}, {"Scale3", "0.5"},    {"Dest4", "SEQ4 Amp"},
+        {"Source15", "--"}};
+    for (auto [key, value] : written) EXPECT_EQ(ini.read("Global", key), value) << key;
     EXPECT_EQ(ini.keys("Global").size(), 16u * 6u);
 
     home.put("presets/modulation/Broken.modulation", "[Global]\nSource0=Nothing Like It\n");
@@ -76,15 +69,13 @@ TEST(SettingsPreset, AModulationPresetRoundTripsThroughItsIniFile) {
     EXPECT_EQ(loaded->name(), "Wobble");
     EXPECT_EQ(loaded->file().path(), path);
     const auto wanted = makePreset("x");
-    const auto& want = wanted->entries;
-    for (std::size_t i = 0; i < want.size(); ++i) {
-        const ModulationEntry& got = loaded->entries[i];
-        EXPECT_EQ(got.source, want[i].source) << i;
-        EXPECT_EQ(got.via, want[i].via) << i;
-        EXPECT_EQ(got.destination, want[i].destination) << i;
-        EXPECT_NEAR(got.amount, want[i].amount, 1e-3) << i;
-        EXPECT_NEAR(got.amountVia, want[i].amountVia, 1e-3) << i;
-        EXPECT_EQ(got.frozen, want[i].frozen) << i;
+    for (std::size_t i = 0; i < wanted->entries.size(); ++i) {
+        SCOPED_TRACE(i);
+        const ModulationEntry &got = loaded->entries[i], &want = wanted->entries[i];
+        EXPECT_EQ(std::tie(got.source, got.via, got.destination, got.frozen),
+                  std::tie(want.source, want.via, want.destination, want.frozen));
+        EXPECT_NEAR(got.amount, want.amount, 1e-3);
+        EXPECT_NEAR(got.amountVia, want.amountVia, 1e-3);
     }
 
     const std::string broken = settings.modulationPresetFolder() + "/Broken.modulation";

@@ -8,45 +8,22 @@
 #include <string_view>
 #include <vector>
 
-#include "lib/Path.h"
-#include "lib/TempFile.h"
 #include "model/Bank.h"
 #include "model/ProcessCallbacks.h"
 #include "persist/FindMissing.h"
 #include "persist/LoadedNothing.h"
 #include "persist/MVLoad.h"
 #include "persist/Schemas.h"
+#include "persist/SettingsTestFolder.h"
 #include "plug/Wave.h"
 
 // Hand-written documents and the files around them for the reader tests.
 namespace MV::XmlTest {
 
 // A fresh folder, removed with its content when the object goes.
-class Folder {
-public:
-    Folder() {
-        std::string pattern = ZnLib::FS::join(ZnLib::TempFile::folder(), "morvek-xml-XXXXXX");
-        path_ = ::mkdtemp(pattern.data()) ? pattern : std::string();
-    }
-    ~Folder() {
-        std::error_code ec;
-        if (!path_.empty()) std::filesystem::remove_all(path_, ec);
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    std::string path(const std::string& name) const { return ZnLib::FS::join(path_, name); }
-    const std::string& root() const { return path_; }
-
-    std::string write(const std::string& name, const std::string& bytes) const {
-        const std::string p = path(name);
-        std::filesystem::create_directories(std::filesystem::path(p).parent_path());
-        std::ofstream(p, std::ios::binary) << bytes;
-        return p;
-    }
-
-private:
-    std::string path_;
+struct Folder : Test::TestFolder {
+    std::string path(const std::string& name) const { return *this / name; }
+    std::string write(const std::string& name, const std::string& bytes) const { return put(name, bytes); }
 };
 
 // UTF-16 little endian with a byte order mark, from UTF-8 (the basic plane is enough here).

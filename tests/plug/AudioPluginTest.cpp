@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <functional>
+#include <sstream>
 #include <vector>
 
 #include "plug/AudioPlugin.h"
@@ -24,7 +25,7 @@ std::string thrownText(const std::function<void()>& f) {
 struct ProbePlugin : AudioPlugin {
     using AudioPlugin::AudioPlugin;
     using AudioPlugin::setScratchCount;
-    int reconfigures = 0, resumes = 0, suspends = 0, outputChanges = 0, inputChanges = 0;
+    int reconfigures = 0, resumes = 0, outputChanges = 0;
     std::vector<int32_t> counts;
     std::vector<float*> seenOutputs;
     double movePosTo = -1;  // when >= 0, process() moves the transport itself
@@ -32,9 +33,7 @@ struct ProbePlugin : AudioPlugin {
 
     void reconfigure() override { ++reconfigures; }
     void resume() override { ++resumes; }
-    void suspend() override { ++suspends; }
     void outputsChanged() override { ++outputChanges; }
-    void inputsChanged() override { ++inputChanges; }
     bool checkOutputBus(BusInfo& b) override { return outputCheck ? outputCheck(b) : true; }
     void process(const float* const*, float* const* outputs, int32_t count) override {
         counts.push_back(count);
@@ -76,6 +75,15 @@ std::vector<std::string> busNames(const AudioPlugin& p, Dir d) {
     return out;
 }
 
+// The transport part of a context in one line.
+std::string transport(const ProcessContext& c) {
+    std::ostringstream o;
+    o << (c.playing ? "play " : "") << (c.recording ? "rec " : "") << (c.cycling ? "cycle " : "") << c.tempo
+      << " bpm at " << c.sample_pos << " ppq " << c.ppq_pos << " bar " << c.bar_start << " loop " << c.cycle_start
+      << "-" << c.cycle_end << " " << c.sig_numerator << "/" << c.sig_denominator;
+    return o.str();
+}
+
 }  // namespace
 
 TEST(AudioPlugin, BlockSizeChangeReplacesSharedBuffersOnlyWhenItChanges) {
@@ -89,7 +97,6 @@ TEST(AudioPlugin, BlockSizeChangeReplacesSharedBuffersOnlyWhenItChanges) {
     const float* oldSilence = p->silence();
     p->applyBlockSize(256);
     EXPECT_EQ(p->reconfigures, 1);
-    EXPECT_EQ(p->context().block_size, 256);
     EXPECT_NE(p->silence(), oldSilence);
     for (int i = 0; i < 2; ++i) EXPECT_EQ(p->channels()[std::size_t(i)], p->silence());
     for (int i = 2; i < 18; ++i) EXPECT_EQ(p->channels()[std::size_t(i)], p->discard());
@@ -128,7 +135,6 @@ TEST(AudioPlugin, AudioCallRendersAtMostABlockButTransportAdvancesByHostCount) {
 
 TEST(AudioPlugin, HostTimeIsCopiedOnlyByItsValidBits) {
     ZnLib::SharedRef<ProbePlugin> p(new ProbePlugin, ZnLib::adoptRef);
-    ProcessContext& c = p->context();
     HostTime t;
     t.samplePos = 4410;
     t.ppqPos = 7;
@@ -141,30 +147,14 @@ TEST(AudioPlugin, HostTimeIsCopiedOnlyByItsValidBits) {
 
     t.flags = HostTime::kTempoValid | HostTime::kTransportCycleActive;
     p->audioCall(nullptr, nullptr, 0, true, &t, false);  // a count of 0 still reads the time
-    EXPECT_DOUBLE_EQ(c.tempo, 90);
-    EXPECT_TRUE(c.cycling);
-    EXPECT_FALSE(c.playing);
-    EXPECT_DOUBLE_EQ(c.sample_pos, 0);  // not playing: position not taken
-    EXPECT_DOUBLE_EQ(c.ppq_pos, 0);
-    EXPECT_DOUBLE_EQ(c.bar_start, 0);
-    EXPECT_DOUBLE_EQ(c.cycle_end, 0);
-    EXPECT_EQ(c.sig_numerator, 4);
+    // Not playing: the position is not taken.
+    EXPECT_EQ(transport(p->context()), "cycle 90 bpm at 0 ppq 0 bar 0 loop 0-0 4/4");
 
     t.flags = HostTime::kTransportPlaying | HostTime::kTransportRecording | HostTime::kPpqPosValid |
               HostTime::kBarsValid | HostTime::kCyclePosValid | HostTime::kTimeSigValid;
     t.tempo = 60;
     p->audioCall(nullptr, nullptr, 0, true, &t, false);
-    EXPECT_TRUE(c.playing);
-    EXPECT_TRUE(c.recording);
-    EXPECT_FALSE(c.cycling);
-    EXPECT_DOUBLE_EQ(c.tempo, 90);
-    EXPECT_DOUBLE_EQ(c.sample_pos, 4410);
-    EXPECT_DOUBLE_EQ(c.ppq_pos, 7);
-    EXPECT_DOUBLE_EQ(c.bar_start, 4);
-    EXPECT_DOUBLE_EQ(c.cycle_start, 8);
-    EXPECT_DOUBLE_EQ(c.cycle_end, 16);
-    EXPECT_EQ(c.sig_numerator, 3);
-    EXPECT_EQ(c.sig_denominator, 8);
+    EXPECT_EQ(transport(p->context()), "play rec 90 bpm at 4410 ppq 7 bar 4 loop 8-16 3/8");
 }
 
 TEST(AudioPlugin, NullAndInactivePinsReadSilenceAndWriteDiscard) {
@@ -191,11 +181,9 @@ TEST(AudioPlugin, NullAndInactivePinsReadSilenceAndWriteDiscard) {
 
 TEST(AudioPlugin, DefaultBusesPairPinsAndLeaveALastMono) {
     ZnLib::SharedRef<AudioPlugin> p(new AudioPlugin, ZnLib::adoptRef);
-    auto outs = busNames(*p, Dir::Output);
-    ASSERT_EQ(outs.size(), 16u);
-    EXPECT_EQ(outs[0], "S 1+2");
-    EXPECT_EQ(outs[1], "S 1+2");
-    EXPECT_EQ(outs[15], "S 15+16");
+    std::vector<std::string> pairs;
+    for (int i = 1; i < 16; i += 2) pairs.insert(pairs.end(), 2, "S " + std::to_string(i) + "+" + std::to_string(i + 1));
+    EXPECT_EQ(busNames(*p, Dir::Output), pairs);
     EXPECT_EQ(p->pin(Dir::Output, 15).bus->start, 14);
     EXPECT_EQ(p->pin(Dir::Output, 15).bus->shape, 2);
     EXPECT_EQ(busNames(*p, Dir::Input), (std::vector<std::string>{"S 1+2", "S 1+2"}));
@@ -265,13 +253,11 @@ TEST(AudioPlugin, ParametersAndGroupsAsTheHostSeesThem) {
     auto knob = ZnLib::makeRef<Knob>();
     p->setParameterAt(3, knob);
     EXPECT_EQ(knob->index(), 3);
-    EXPECT_EQ(p->parameterCount(), 8);
 
     auto amp = p->parameterGroup("Amp");
     ZnLib::SharedRef<CountingGroup> env(new CountingGroup("Env", amp.get(), 2), ZnLib::adoptRef);
     knob->setGroup(env);
     EXPECT_EQ(env->name(), "Amp Env");
-    EXPECT_EQ(env->parent(), amp.get());
     EXPECT_EQ(env->memberCount(), 1);
     EXPECT_EQ(amp->number(), 1);
     EXPECT_EQ(p->parameterGroup("Amp"), amp);  // looked up, not made twice

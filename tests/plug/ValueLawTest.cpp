@@ -21,27 +21,17 @@ double hz(std::string_view text) {
 }  // namespace
 
 TEST(TimeLaw, TextClassesAndUnits) {
-    EXPECT_EQ(timeText(1000), "1.00s");
-    EXPECT_EQ(ms("0"), 0.0);
-    EXPECT_EQ(timeText(0), "0ms");
-    EXPECT_EQ(timeText(9.49), "9.49ms");
-    EXPECT_EQ(timeText(9.6), "9.6ms");  // the class goes by the rounded value
-    EXPECT_EQ(timeText(999.4), "999.4ms");
-    EXPECT_EQ(timeText(999.6), "1.00s");
-    EXPECT_EQ(timeText(-1500), "-1.50s");
-    EXPECT_EQ(timeText(-120), "-120.0ms");
-
-    EXPECT_EQ(ms("5s"), 5000.0);
-    EXPECT_EQ(ms("5 S"), 5000.0);
-    EXPECT_EQ(ms("2m"), 120000.0);
-    EXPECT_EQ(ms("1H"), 3600000.0);
-    EXPECT_EQ(ms("12ms"), 12.0);
-    EXPECT_EQ(ms(".012s"), 12.0);
-    EXPECT_EQ(ms("12 furlongs"), 12.0);  // an unknown word means milliseconds
+    // The class goes by the rounded value.
+    const std::pair<double, const char*> texts[] = {{1000, "1.00s"},   {0, "0ms"},          {9.49, "9.49ms"},
+                                                    {9.6, "9.6ms"},    {999.4, "999.4ms"},  {999.6, "1.00s"},
+                                                    {-1500, "-1.50s"}, {-120, "-120.0ms"}};
+    for (auto [value, text] : texts) EXPECT_EQ(timeText(value), text) << value;
+    // An unknown word means milliseconds.
+    const std::pair<const char*, double> parsed[] = {{"0", 0},       {"5s", 5000},  {"5 S", 5000},       {"2m", 120000},
+                                                     {"1H", 3600000}, {"12ms", 12}, {".012s", 12}, {"12 furlongs", 12}};
+    for (auto [text, value] : parsed) EXPECT_EQ(ms(text), value) << text;
     double v = 7;
-    EXPECT_FALSE(parseTime("s", v));
-    EXPECT_FALSE(parseTime("", v));
-    EXPECT_FALSE(parseTime("nan", v));
+    for (const char* bad : {"s", "", "nan"}) EXPECT_FALSE(parseTime(bad, v)) << bad;
     EXPECT_EQ(v, 7);
 }
 
@@ -70,27 +60,19 @@ TEST(TimeLaw, EndsOffsetsAndSums) {
 }
 
 TEST(FrequencyLaw, DisplayAndFileFormsAndParsing) {
-    EXPECT_EQ(frequencyText(5), "5.00 Hz");
-    EXPECT_EQ(frequencyText(50), "50.0 Hz");
-    EXPECT_EQ(frequencyText(500), "500 Hz");
-    EXPECT_EQ(frequencyText(999.6), "1.00 kHz");
-    EXPECT_EQ(frequencyText(1500), "1.50 kHz");
-    EXPECT_EQ(frequencyText(20000), "20.0 kHz");
-    EXPECT_EQ(frequencyText(-350), "-350 Hz");
-    EXPECT_EQ(frequencyFileText(50), "50.00 Hz");
-    EXPECT_EQ(frequencyFileText(500), "500.0 Hz");
-    EXPECT_EQ(frequencyFileText(12000), "12000 Hz");
-
-    EXPECT_EQ(hz("12 khz"), 12000.0);
-    EXPECT_EQ(hz("2kHz"), 2000.0);
-    EXPECT_EQ(hz(".01hz"), 0.01);
-    EXPECT_EQ(hz("1 MHz"), 1000000.0);
-    EXPECT_EQ(hz("440"), 440.0);
-    EXPECT_EQ(hz("+2.00 Hz"), 2.0);
+    const std::tuple<double, const char*, const char*> texts[] = {
+        {5, "5.00 Hz", "5.00 Hz"},          {50, "50.0 Hz", "50.00 Hz"},      {500, "500 Hz", "500.0 Hz"},
+        {999.6, "1.00 kHz", "999.6 Hz"},    {1500, "1.50 kHz", "1500 Hz"},    {20000, "20.0 kHz", "20000 Hz"},
+        {-350, "-350 Hz", "-350.0 Hz"},     {12000, "12.0 kHz", "12000 Hz"}};
+    for (auto [value, shown, filed] : texts) {
+        EXPECT_EQ(frequencyText(value), shown) << value;
+        EXPECT_EQ(frequencyFileText(value), filed) << value;
+    }
+    const std::pair<const char*, double> parsed[] = {{"12 khz", 12000}, {"2kHz", 2000}, {".01hz", 0.01},
+                                                     {"1 MHz", 1000000}, {"440", 440},  {"+2.00 Hz", 2}};
+    for (auto [text, value] : parsed) EXPECT_EQ(hz(text), value) << text;
     double v = 7;
-    EXPECT_FALSE(parseFrequency("12 kilohertz", v));
-    EXPECT_FALSE(parseFrequency("440 s", v));
-    EXPECT_FALSE(parseFrequency("hz", v));
+    for (const char* bad : {"12 kilohertz", "440 s", "hz"}) EXPECT_FALSE(parseFrequency(bad, v)) << bad;
     EXPECT_EQ(v, 7);
 
     EXPECT_DOUBLE_EQ(FrequencyLaw::hz(1), 20000);
@@ -103,41 +85,29 @@ TEST(FrequencyLaw, DisplayAndFileFormsAndParsing) {
 TEST(ValueLaws, RatesDecibelsCentsPercentAndBooleans) {
     EXPECT_NEAR(RateLaw::hz(1), 200.0, 1e-4);
     EXPECT_NEAR(RateLaw::hz(-1), -200.0, 1e-4);
-    EXPECT_EQ(rateText(2), "+2.00 Hz");
-    EXPECT_EQ(rateText(-0.5), "-0.50 Hz");
     EXPECT_EQ(RateLaw::fromHz(1000), 1.0);
+    const std::pair<std::string, std::string> texts[] = {
+        {rateText(2), "+2.00 Hz"},     {rateText(-0.5), "-0.50 Hz"},     {decibelText(0), "-90.0 dB"},
+        {decibelText(0.0001), "-80.0 dB"}, {decibelText(1), "0.0 dB"},   {decibelText(0.5), "-6.0 dB"},
+        {centsText(12), "+12 Ct"},     {centsText(-3), "-3 Ct"},         {centsText(0), "+0 Ct"},
+        {percentText(0.5), "50.0"},    {percentText(-0.255), "-25.5"},   {percentFileText(1), "100 %"},
+        {percentFileText(0.074), "7 %"}, {percentFileText(1.5), "100 %"}, {boolText(false), "false"}};
+    for (const auto& [got, want] : texts) EXPECT_EQ(got, want);
 
-    EXPECT_EQ(decibelText(0), "-90.0 dB");
-    EXPECT_EQ(decibelText(0.0001), "-80.0 dB");
-    EXPECT_EQ(decibelText(1), "0.0 dB");
-    EXPECT_EQ(decibelText(0.5), "-6.0 dB");
-    double g = 0;
+    double g = 0, p = 0;
+    int c = 0;
     ASSERT_TRUE(parseDecibel("-6.0 dB", g));
     EXPECT_NEAR(g, 0.5012, 1e-4);
     EXPECT_FALSE(parseDecibel("loud", g));
-
-    EXPECT_EQ(centsText(12), "+12 Ct");
-    EXPECT_EQ(centsText(-3), "-3 Ct");
-    EXPECT_EQ(centsText(0), "+0 Ct");
-    int c = 0;
     ASSERT_TRUE(parseCents("+12 Ct", c));
     EXPECT_EQ(c, 12);
-
-    EXPECT_EQ(percentText(0.5), "50.0");
-    EXPECT_EQ(percentText(-0.255), "-25.5");
-    EXPECT_EQ(percentFileText(1), "100 %");
-    EXPECT_EQ(percentFileText(0.074), "7 %");
-    EXPECT_EQ(percentFileText(1.5), "100 %");
-    double p = 0;
     ASSERT_TRUE(parsePercent("75 %", p));
     EXPECT_DOUBLE_EQ(p, 0.75);
-
     bool b = false;
     EXPECT_TRUE(parseBool("TRUE", b) && b);
     EXPECT_TRUE(parseBool("0", b) && !b);
     EXPECT_TRUE(parseBool("1", b) && b);
     EXPECT_FALSE(parseBool("yes", b));
-    EXPECT_EQ(boolText(false), "false");
 }
 
 // Every law with an inverse must give back what went in, over its whole range, and its text

@@ -74,36 +74,21 @@ TEST(WaveTest, NormalizeRootMovesWholeHundredsOfCents) {
 
 TEST(WaveTest, ClampLoopKeepsAnInvertedLoopUnlessItsEndReachesTheFrames) {
     Wave w(ramp(100, 1), 44100, 16, 2, kFormatWave);
-    Loop inverted(50, 20, LoopMode::Forward, "x");
-    Loop c = w.clampLoop(inverted);
-    EXPECT_EQ(c.start, 50u);
-    EXPECT_EQ(c.end, 50u);
-    EXPECT_EQ(c.mode, LoopMode::Forward);
-    EXPECT_EQ(c.nameText(), "x");
-
-    c = w.clampLoop(Loop(150, 120, LoopMode::Backward));
-    EXPECT_EQ(c.start, 100u);
-    EXPECT_EQ(c.end, 100u);
+    EXPECT_EQ(w.clampLoop(Loop(50, 20, LoopMode::Forward, "x")), Loop(50, 50, LoopMode::Forward, "x"));
+    EXPECT_EQ(w.clampLoop(Loop(150, 120, LoopMode::Backward)), Loop(100, 100, LoopMode::Backward));
     EXPECT_EQ(w.clampLoop(Loop(10, 40, LoopMode::Forward)).end, 40u);
+    // Names are cut at nine characters.
+    Loop named(0, 1, LoopMode::Slice, "twelve_chars");
+    EXPECT_EQ(named.nameText(), "twelve_ch");
+    EXPECT_EQ(named.name[9], '\0');
 }
 
-TEST(WaveTest, LoopNamesAreCutAtNineCharacters) {
-    Loop l(0, 1, LoopMode::Slice, "twelve_chars");
-    EXPECT_EQ(l.nameText(), "twelve_ch");
-    EXPECT_EQ(l.name[9], '\0');
-    EXPECT_EQ(Loop::none().nameText(), "<no>");
-}
-
-TEST(WaveTest, TheNoneWaveIsNeverModified) {
+TEST(WaveTest, ModifiedAgainstTheFileInfoButTheNoneWaveNever) {
     Wave* none = Wave::none();
     EXPECT_EQ(none, Wave::none());
-    EXPECT_EQ(none->name(), "<none>");
-    EXPECT_EQ(none->root, 255);
     EXPECT_FALSE(none->isModified());
     EXPECT_TRUE(Wave().isModified());
-}
 
-TEST(WaveTest, ModifiedAgainstTheFileInfo) {
     Wave w(ramp(10, 1), 44100, 16, 2, kFormatWave, 60);
     w.takeFileInfo();
     // No backing file: the item's identity counts as changed.
@@ -158,16 +143,11 @@ TEST(NoteNameTest, SharpNamesOutFlatsAndNumbersIn) {
     EXPECT_EQ(noteName(61, 0), "C#4");
     EXPECT_EQ(noteName(60, -1), "C3");
     EXPECT_EQ(noteName(0, 0), "C-1");
-    EXPECT_EQ(parseNote("c#4", 0), 61);
-    EXPECT_EQ(parseNote("C#4", 0), 61);
-    EXPECT_EQ(parseNote("Db4", 0), 61);
-    EXPECT_EQ(parseNote("bb3", 0), 58);
-    EXPECT_EQ(parseNote("C3", -1), 60);
-    EXPECT_EQ(parseNote("B12", 0), 127);
-    EXPECT_EQ(parseNote("C-2", 0), 0);
-    EXPECT_EQ(parseNote("300", 0), 127);
-    EXPECT_EQ(parseNote("H2", 0), 255);
-    // A pair that names no note falls through to the number scan.
-    EXPECT_EQ(parseNote("E#4", 0), 255);
+    // A pair that names no note ("E#") falls through to the number scan.
+    const std::tuple<const char*, int, int> parsed[] = {{"c#4", 0, 61},  {"C#4", 0, 61},  {"Db4", 0, 61},
+                                                        {"bb3", 0, 58},  {"C3", -1, 60},  {"B12", 0, 127},
+                                                        {"C-2", 0, 0},   {"300", 0, 127}, {"H2", 0, 255},
+                                                        {"E#4", 0, 255}};
+    for (auto [text, base, key] : parsed) EXPECT_EQ(parseNote(text, base), key) << text;
     for (int key = 0; key < 128; ++key) EXPECT_EQ(parseNote(noteName(key, 1), 1), key);
 }

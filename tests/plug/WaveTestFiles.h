@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -32,26 +33,10 @@ struct Bytes {
     Bytes& le32(uint32_t x) { return le16(x & 0xFFFF).le16(x >> 16); }
     Bytes& be16(unsigned x) { return u8(x >> 8).u8(x); }
     Bytes& be32(uint32_t x) { return be16(x >> 16).be16(x & 0xFFFF); }
-    Bytes& f32le(float f) {
-        uint32_t u;
-        std::memcpy(&u, &f, 4);
-        return le32(u);
-    }
-    Bytes& f64le(double d) {
-        uint64_t u;
-        std::memcpy(&u, &d, 8);
-        return le32(uint32_t(u)).le32(uint32_t(u >> 32));
-    }
-    Bytes& f32be(float f) {
-        uint32_t u;
-        std::memcpy(&u, &f, 4);
-        return be32(u);
-    }
-    Bytes& f64be(double d) {
-        uint64_t u;
-        std::memcpy(&u, &d, 8);
-        return be32(uint32_t(u >> 32)).be32(uint32_t(u));
-    }
+    Bytes& f32le(float f) { return le32(std::bit_cast<uint32_t>(f)); }
+    Bytes& f64le(double d) { return le32(uint32_t(std::bit_cast<uint64_t>(d))).le32(uint32_t(std::bit_cast<uint64_t>(d) >> 32)); }
+    Bytes& f32be(float f) { return be32(std::bit_cast<uint32_t>(f)); }
+    Bytes& f64be(double d) { return be32(uint32_t(std::bit_cast<uint64_t>(d) >> 32)).be32(uint32_t(std::bit_cast<uint64_t>(d))); }
     Bytes& text(const std::string& s) {
         v.insert(v.end(), s.begin(), s.end());
         return *this;
@@ -177,13 +162,6 @@ inline void writeFile(const std::string& path, const Bytes& b) {
     out.write(reinterpret_cast<const char*>(b.v.data()), std::streamsize(b.size()));
 }
 
-inline Bytes readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    Bytes b;
-    b.v.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    return b;
-}
-
 // Reads bytes as a file's content would be, with the root normalised as after a load.
 inline ZnPlug::Wave decode(const Bytes& b) {
     ZnPlug::Wave w;
@@ -200,6 +178,20 @@ inline std::string decodeError(const Bytes& b) {
         return ZnLib::describe(e);
     }
     return "";
+}
+
+// What a reader made of a file besides samples and loops: "rate Hz channels x frames end N bits/type".
+inline std::string shape(const ZnPlug::Wave& w) {
+    return std::to_string(w.sampleRate) + " Hz " + std::to_string(w.channels()) + " x " + std::to_string(w.frames()) +
+           " end " + std::to_string(w.end) + " " + std::to_string(w.bits) + "/" + std::to_string(w.sampleType);
+}
+
+// Every sample of `w`, frame after frame.
+inline std::vector<float> allSamples(const ZnPlug::Wave& w) {
+    std::vector<float> out;
+    for (uint32_t f = 0; f < w.frames(); ++f)
+        for (unsigned c = 0; c < w.channels(); ++c) out.push_back(w.channelData(c)[f]);
+    return out;
 }
 
 // The data of the first chunk with `id` in a RIFF image, or nothing.

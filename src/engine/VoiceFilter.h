@@ -1,0 +1,80 @@
+#pragma once
+#include <array>
+#include <cstdint>
+
+namespace MV {
+
+struct Filter;
+
+// The voice's multimode filter, between the wave reader and the insert: one biquad stage per
+// channel, two for "24dB", whose coefficients follow the modulated frequency, resonance and
+// drive sample by sample. Frequencies are fractions of 22050 Hz whatever the sample rate; the
+// rate ratio turns them into angles. Coefficients are recomputed only when an input moved, and
+// a move glides in through one-pole smoothing of frequency and resonance.
+struct VoiceFilter {
+    static constexpr int kChannels = 2;
+    static constexpr int kStages = 2;
+    // The smoothing constants of a new voice: 0.99 and 1 - 0.99, both as floats.
+    static constexpr double kKeep = 0.9900000095367432;
+    static constexpr double kTake = 0.009999990463256836;
+
+    // Base values, type and slope from the group; the smoothing starts at the base, so the
+    // coefficients are made at the next sample. Stage memories are the caller's to clear.
+    void setup(const Filter& params) noexcept;
+    // Static modulation gathered in the destinations becomes part of the base values once.
+    void foldStatic() noexcept;
+    // `n` samples of 1 or 2 channels from `in` to `out` (which may be the same buffers). The
+    // lanes add to the base frequency, resonance and drive per sample; `constant` says that each
+    // lane holds one value throughout. Type "Off" copies nothing and must not be called.
+    void process(const float* freqLane, const float* resLane, const float* driveLane, bool constant,
+                 const float* const* in, float* const* out, int32_t channels, int32_t n, double rateRatio) noexcept;
+
+    // sin and cos of w by the polynomials the product has always used: close on 0..pi/2,
+    // increasingly off towards pi.
+    static float polySin(float w) noexcept;
+    static float polyCos(float w) noexcept;
+
+    struct Memory {
+        float x1 = 0;
+        float x2 = 0;
+        float y1 = 0;
+        float y2 = 0;
+    };
+
+    // Modulation destinations.
+    float filter_freq = 0;
+    float filter_res = 0;
+    float base_freq = 0;  // a fraction of 22050 Hz
+    float base_res = 0;
+    std::array<std::array<Memory, kStages>, kChannels> memory{};
+    float b0 = 1;
+    float b1 = 0;
+    float b2 = 0;
+    float a1 = 0;
+    float a2 = 0;
+    uint8_t type = 0;
+    uint8_t slope = 0;
+    float base_drive = 0;
+    float cached_freq = 0;
+    float cached_res = 0;
+    float cached_drive = 0;
+    double freq_keep = kKeep;
+    double freq_take = kTake;
+    double freq_smooth = 0;
+    double res_keep = kKeep;
+    double res_take = kTake;
+    double res_smooth = 0;
+    // Modulation destination.
+    float filter_drive = 0;
+
+private:
+    // Smooths towards `freq` and `res`, then the coefficients of the smoothed values.
+    void update(float freq, float res, float drive, double rateRatio) noexcept;
+    template <int Stages, bool Shapes>
+    void run(const float* freqLane, const float* resLane, const float* driveLane, bool constant,
+             const float* const* in, float* const* out, int32_t channels, int32_t n, double rateRatio) noexcept;
+    // Memories that have decayed to nothing audible are set to 0 before they turn denormal.
+    void flushMemories() noexcept;
+};
+
+}  // namespace MV

@@ -4,6 +4,7 @@
 #include <numbers>
 
 #include "model/Bank.h"
+#include "model/ModulationTables.h"
 #include "plug/ValueLaws.h"
 
 namespace Cli {
@@ -130,6 +131,29 @@ SharedRef<MV::Program> keysProgram(MV::Bank& bank) {
     group->aeg.decay2 = time(5000);
     group->aeg.sustain = 0.35f;
     group->aeg.release = time(400);
+    // A low-pass that ENV1 opens at every attack and lets settle: bright strikes, a softer hold.
+    group->filter.type = MV::kFilterLowPass;
+    group->filter.slope = MV::kSlope12dB;
+    group->filter.freq = float(ZnPlug::FrequencyLaw::fromHz(1200));
+    group->filter.res = 0.15f;
+    group->env1.level0 = 1.0f;
+    group->env1.time1 = time(250);
+    group->env1.level1 = 0.35f;
+    group->env1.time2 = time(1500);
+    group->env1.level2 = 0.15f;
+    group->env1.time3 = time(1000);
+    group->env1.level3 = 0.15f;
+    MV::ModulationEntry& brightness = group->addModulation(MV::kSourceEnv1);
+    brightness.destination = MV::kDestFilterFreq;
+    brightness.amount = float(ZnPlug::FrequencyLaw::fromHz(4000));
+    // A vibrato of up to 25 cents at 5.5 Hz that the mod wheel brings in.
+    group->lfo1.type = MV::kLfoSinus;
+    group->lfo1.rate = float(ZnPlug::RateLaw::fromHz(5.5));
+    MV::ModulationEntry& vibrato = group->addModulation(MV::kSourceLfo1);
+    vibrato.via = MV::kSourceModWheel;
+    vibrato.destination = MV::kDestPitch;
+    vibrato.amount = 0;
+    vibrato.amountVia = 25;  // cents at full wheel
     const struct {
         uint8_t root;
         int8_t fromKey;

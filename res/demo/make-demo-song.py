@@ -66,6 +66,10 @@ def keys_track(melody_channel=0, programs=()):
     melody = [(76, 0, 1), (74, 1, 1), (72, 2, 2), (69, 4, 2), (72, 6, 1), (74, 7, 1), (76, 8, 4),
               (77, 12, 2), (76, 14, 1), (74, 15, 1), (72, 16, 3), (71, 19, 1), (72, 20, 4),
               (74, 24, 2), (71, 26, 2), (67, 28, 4)]
+    # The mod wheel brings in the vibrato over the melody's long notes, and goes back at the end.
+    for step in range(0, 17):
+        ev.append((4 * BAR + step * BAR // 8, bytes([0xB0 | melody_channel, 1, min(127, step * 8)])))
+    ev.append((8 * BAR - TPQ, bytes([0xB0 | melody_channel, 1, 0])))
     for key, start, length in melody:
         note(ev, melody_channel, key, 4 * BAR + start * TPQ // 2, length * TPQ // 2 - 30, 96)
     return track(ev)

@@ -41,13 +41,19 @@ void Envelope::release(float level3) noexcept {
 }
 
 void Envelope::advance(int32_t n) noexcept {
-    // A held envelope settles its level into 0..1 in its first sample and puts that level out in
-    // its second; from then on every sample is the same.
-    int32_t held = 0;
-    for (int32_t i = 0; i < n; ++i) {
-        held = seg_rate_now == 0 && holding() ? held + 1 : 0;
-        if (held > 2) return;
-        tick();
+    for (int32_t left = n; left > 0; --left) {
+        if (seg_rate_now == 0 && holding()) {
+            // Held: the next sample settles the level into 0..1 and every one after it puts out
+            // the same.
+            tick();
+            if (left > 1) tick();
+            return;
+        }
+        // Only the last sample's output is read.
+        if (left == 1)
+            tick();
+        else
+            move();
     }
 }
 

@@ -13,6 +13,8 @@ struct Env;
 // segment 3 is the release. The running level is held to 0..1 and the output is its cube, so a
 // straight segment sounds as a curve. Levels are stored from -1 to 1; below 0 they only bend the
 // segment towards silence.
+//
+// Threads: [audio-thread] [main-lock], as part of the voice that owns it.
 struct Envelope {
     // Rates and level steps from the group; what runs keeps running. Play modes "Oneshot" and
     // "Release" (2 and up) run through the release without waiting for the key.
@@ -31,6 +33,8 @@ struct Envelope {
     void advance(int32_t n) noexcept;
     // At the end of its last segment: level 2 until the note off, or level 3.
     bool holding() const noexcept { return segment >= 2 && (!no_release || segment >= 3); }
+    // A sample's step of position and level, without the output.
+    void move() noexcept;
 
     // Modulation destination.
     float amp_mod = 0;
@@ -47,9 +51,8 @@ struct Envelope {
     bool no_release = false;
 };
 
-inline void Envelope::tick() noexcept {
+inline void Envelope::move() noexcept {
     seg_pos += seg_rate_now;
-    out = FastMath::clamp01(amp + amp_mod) * level * level * level;
     level = FastMath::clamp01(level + seg_slope * seg_rate_now);
     if (seg_pos >= 1.0f) {
         if (holding()) {
@@ -62,6 +65,11 @@ inline void Envelope::tick() noexcept {
             ++segment;
         }
     }
+}
+
+inline void Envelope::tick() noexcept {
+    out = FastMath::clamp01(amp + amp_mod) * level * level * level;
+    move();
 }
 
 }  // namespace MV

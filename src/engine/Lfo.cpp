@@ -76,7 +76,8 @@ void LfoCore::followTempo(const ZnPlug::ProcessContext& ctx) noexcept {
 
 void LfoCore::foldStatic() noexcept {
     const int64_t folded = int64_t(step) + int64_t(rate_mod);
-    step = int32_t(std::clamp<int64_t>(folded, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
+    constexpr int64_t lo = std::numeric_limits<int32_t>::min(), hi = std::numeric_limits<int32_t>::max();
+    step = int32_t(std::clamp(folded, lo, hi));
     amp += amp_mod;
     rate_mod = 0;
     amp_mod = 0;

@@ -14,6 +14,8 @@ struct LFO;
 // What LFOs and step sequencers share: a 32-bit phase whose top 8 bits index a 256-point table
 // and whose low 24 bits blend towards the next point, a step per sample, a fade-in, and the
 // tempo rule in mode "Tempo". Rates are per second; steps are phase units per sample.
+//
+// Threads: [audio-thread] [main-lock], as part of the voice that owns it.
 struct LfoCore {
     // One cycle: 256 points of 2^24 fraction units.
     static constexpr double kCycle = 4294967296.0;

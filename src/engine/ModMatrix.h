@@ -52,16 +52,16 @@ public:
     // audio run, then the control run, slewing it while `smoothLeft` counts down.
     static void accumulate(ModSlot* slots, int32_t nAudio, int32_t nControl, int32_t& smoothLeft) noexcept;
 
-    // The run a usable entry belongs to.
+    // [any-thread] The run a usable entry belongs to.
     enum class Run { Audio, Control, Static };
     static Run runOf(const ModulationEntry& entry) noexcept;
-    // An amount in the units of `destination`, or false when the voice cannot take it (an
-    // insert parameter without an insert). `centsPerKey` is the group's keyboard scale.
+    // [any-thread] An amount in the units of `destination`, or false when the voice cannot take
+    // it (an insert parameter without an insert). `centsPerKey` is the group's keyboard scale.
     static bool convert(uint8_t destination, float amount, float centsPerKey, double invSampleRate,
                         const Voice& voice, float& out);
-    // Keyboard tracking in cents per key of a tuning code, "Inv * 4" to "* 4".
+    // [any-thread] Keyboard tracking in cents per key of a tuning code, "Inv * 4" to "* 4".
     static float centsPerKey(int32_t tuning) noexcept;
-    // The float a destination code names in the voice; null for none.
+    // [any-thread] The float a destination code names in the voice; null for none.
     static float* destination(Voice& voice, uint8_t code) noexcept;
 };
 

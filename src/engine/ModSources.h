@@ -17,9 +17,11 @@ public:
     // "Random" draws a new value from the engine's generator at every call.
     static const float* pointer(Morvek& engine, Voice& voice, const NoteContext& note, uint16_t source, float& local);
 
-    // The value of source 9 to 14 as a modulation: keys from -1 to 1, velocities squared.
+    // [audio-thread] [main-lock] The value of source 9 to 14 as a modulation: keys from -1 to 1,
+    // velocities squared.
     static float noteStartValue(Morvek& engine, const NoteContext& note, uint16_t source);
-    // The next value of the engine's generator as "Random" reads it: signed, -1 to 1.
+    // [audio-thread] [main-lock] The next value of the engine's generator as "Random" reads it:
+    // signed, -1 to 1.
     static float drawRandom(Morvek& engine) noexcept;
 };
 

@@ -182,8 +182,8 @@ private:
     bool applyStartAndDelay(Morvek& engine);
     void applyFades(uint8_t soundingKey);
 
-    // ---- modulation steps; only the envelope runs so far ----
-    // Re-reads the group: envelope rates and levels (and the other modulators' setups).
+    // ---- modulation steps ----
+    // Re-reads the group: the envelopes', LFOs', sequencers' and filter's setups.
     void refreshFromGroup(Morvek& engine);
     // Turns the group's modulation table into slots, sorted into audio, control and static runs.
     void buildModulationSlots(Morvek& engine, uint8_t playedKey, uint8_t soundingKey);
@@ -192,8 +192,22 @@ private:
     void startModulators(Morvek& engine);
     // The setups of ENV1 to SEQ3 and of the filter from the group, part of refreshFromGroup.
     void setupModulators(Morvek& engine);
-    // ENV1 to SEQ3 move `n` samples on where no slot reads them in between.
-    void advanceModulators(int32_t n) noexcept;
+    // ENV1 to SEQ3 by bit, in their stepping order.
+    enum ModulatorBits : uint8_t {
+        kEnv1Bit = 1,
+        kEnv2Bit = 2,
+        kLfo1Bit = 4,
+        kLfo2Bit = 8,
+        kSeq1Bit = 16,
+        kSeq2Bit = 32,
+        kSeq3Bit = 64,
+        kAllModulators = 127
+    };
+    // The modulators that a slot of the audio or control run reads or feeds: they must move
+    // sample by sample. The others may move a block at a time.
+    uint8_t sampledModulators() const noexcept;
+    // The modulators of `which` move `n` samples on at once, ending where stepping would.
+    void advanceModulators(int32_t n, uint8_t which) noexcept;
     // The playing voice whose LFO phase a "Group" or "Voice" synced one takes, or null.
     const Voice* syncPeer(Morvek& engine, uint8_t sync) const noexcept;
     // Evaluates the static run and folds it into the voice's static state.
@@ -212,7 +226,11 @@ private:
     // The per-sample control part: glide, pitch ratio, modulators, lanes. Stops after the sample
     // at which the envelope went idle.
     int32_t fillLanes(VoiceLanes& lanes, const Call& call, int32_t n);
+    // The lanes that the slots move, at sample i; at sample 0 also the ones they leave alone.
     void writeModulatedLanes(VoiceLanes& lanes, int32_t i);
+    // When the slots hold one value over the sub-block (no audio run, no slew): one
+    // accumulation, the pitch it gives, and every lane filled with its value.
+    void holdModulatedLanes(VoiceLanes& lanes, int32_t n);
     int32_t readSamples(const Call& call, VoiceLanes& lanes, int32_t n);
     // Blends from where the previous sound left off into a new wave or loop position.
     void declick(const Call& call, VoiceLanes& lanes, int32_t n);

@@ -4,41 +4,40 @@
 #include <cmath>
 
 #include "engine/FastMath.h"
+#include "engine/FilterCoefficients.h"
 #include "model/GroupSoundParams.h"
 
 namespace MV {
 
 namespace {
-// 22/7 as the product has always had it, deliberately not pi: frequencies are a little high.
-constexpr float kTwentyTwoSevenths = 3.142857f;
+using Lane = FilterDesign::Coefficients<FilterDesign::OneLane>;
+using Lanes4 = FilterDesign::Coefficients<FilterDesign::FourLanes>;
 // A stored frequency of 1 is 20 kHz; inside, frequencies are fractions of 22050 Hz (1 / 22050).
 constexpr float kMaxHz = 20000.0f;
 constexpr float kPerHalfRate = 4.5351473e-05f;
 // 20 Hz and 20 kHz as fractions of 22050 Hz.
 constexpr float kLowestFreq = 0.0009070295f;
 constexpr float kHighestFreq = 0.90702945f;
-constexpr float kSqrt2 = 1.41421356f;
-// Damping at full resonance with the 12 dB slope's factor.
-constexpr float kLeastDamping = 1.0f / 3.0f;
-// Resonance factor by slope code "24dB", "12dB", "6dB": two Butterworth-like stages for 24 dB.
-constexpr std::array<float, 3> kSlopeQ = {0.7071135640144348f, 1.0f, 1.0f};
-// Drive 1 sets a shelf or peak of 12 dB: A = 10^(0.3 D), A squared the linear gain.
-constexpr float kDriveToGainExponent = 0.3f;
-// The shelves' slope parameter stays away from 0, where its formula divides by it.
-constexpr float kMinShelfSlope = 0.0001f;
+constexpr uint8_t kSlopes = 3;
 // Memories below this are -300 dB: nothing to hear, and soon denormal.
 constexpr float kSilentMemory = 1e-15f;
+
+// Whether all n values of a lane are the first one.
+bool holdsStill(const float* lane, int32_t n) noexcept {
+    for (int32_t i = 1; i < n; ++i)
+        if (lane[i] != lane[0]) return false;
+    return true;
+}
+
+// One step of a one-pole smoothing towards `target`, in double precision.
+MV_HOT_INLINE double onePole(double smooth, float target, double take, double keep) noexcept {
+    return double(target) * take + keep * smooth;
+}
 }  // namespace
 
-float VoiceFilter::polySin(float w) noexcept {
-    const float u = w * w;
-    return (((((-2.39e-08f * u + 2.7526e-06f) * u - 0.000198409f) * u + 0.00833333f) * u - 0.166667f) * u + 1.0f) * w;
-}
+float VoiceFilter::polySin(float w) noexcept { return FilterDesign::polySin(w); }
 
-float VoiceFilter::polyCos(float w) noexcept {
-    const float u = w * w;
-    return ((((-2.605e-07f * u + 2.47609e-05f) * u - 0.00138884f) * u + 0.0416666f) * u - 0.5f) * u + 1.0f;
-}
+float VoiceFilter::polyCos(float w) noexcept { return FilterDesign::polyCos(w); }
 
 void VoiceFilter::setup(const Filter& params) noexcept {
     const float f = params.freq;
@@ -46,7 +45,7 @@ void VoiceFilter::setup(const Filter& params) noexcept {
     base_res = params.res;
     base_drive = params.drive;
     type = params.type;
-    slope = params.slope < kSlopeQ.size() ? params.slope : uint8_t(kSlope24dB);
+    slope = params.slope < kSlopes ? params.slope : uint8_t(kSlope24dB);
     filter_freq = 0;
     filter_res = 0;
     filter_drive = 0;
@@ -69,136 +68,82 @@ void VoiceFilter::foldStatic() noexcept {
     filter_drive = 0;
 }
 
-void VoiceFilter::update(float freq, float res, float drive, double rateRatio) noexcept {
-    freq_smooth = double(freq) * freq_take + freq_keep * freq_smooth;
-    res_smooth = double(res) * res_take + res_keep * res_smooth;
-    const float F = float(freq_smooth);
-    const float R = float(res_smooth);
-    cached_freq = F;
-    cached_res = R;
+void VoiceFilter::smooth(float freq, float res, float drive) noexcept {
+    freq_smooth = onePole(freq_smooth, freq, freq_take, freq_keep);
+    res_smooth = onePole(res_smooth, res, res_take, res_keep);
+    cached_freq = float(freq_smooth);
+    cached_res = float(res_smooth);
     cached_drive = drive;
+}
 
-    const float w = float(rateRatio) * F * kTwentyTwoSevenths;
-    const float s = polySin(w);
-    const float c = polyCos(w);
-    const float q = kSlopeQ[slope];
-    // The bandwidth term of the resonant types; only taken where R > 0.
-    auto bandwidth = [&] { return s / (R * 2.0f * q); };
-    auto set = [this](float nb0, float nb1, float nb2, float na1, float na2) {
-        b0 = nb0;
-        b1 = nb1;
-        b2 = nb2;
-        a1 = na1;
-        a2 = na2;
-    };
-    auto gain = [&](float g) { set(g, 0, 0, 0, 0); };
+void VoiceFilter::update(float freq, float res, float drive, double rateRatio) noexcept {
+    smooth(freq, res, drive);
+    const Lane k = Lane::design(type, slope, cached_freq, cached_res, drive, rateRatio);
+    b0 = k.b0;
+    b1 = k.b1;
+    b2 = k.b2;
+    a1 = k.a1;
+    a2 = k.a2;
+}
 
-    switch (type) {
-    case kFilterLowPass:
-    case kFilterHighPass: {
-        const bool low = type == kFilterLowPass;
-        if (slope == kSlope6dB) {
-            const float e = std::exp(-kTwentyTwoSevenths * (low ? F : 1.0f - F));
-            if (low)
-                set(1.0f - e, 0, 0, -e, 0);
-            else
-                set(e - 1.0f, 0, 0, e, 0);
-            break;
+// The coefficients of a stretch of samples whose lanes move, with the drive of each sample.
+struct VoiceFilter::Stretch {
+    static constexpr int32_t kLength = 256;
+    // b0, b1, b2, a1, a2 and the drive, by sample.
+    alignas(16) std::array<std::array<float, kLength>, 6> set;
+};
+
+MV_HOT_INLINE void VoiceFilter::target(const float* freqLane, const float* resLane, const float* driveLane, int32_t i,
+                                       float& F, float& R, float& D) const noexcept {
+    F = std::clamp(base_freq + freqLane[i], kLowestFreq, kHighestFreq);
+    R = FastMath::clamp01(base_res + resLane[i]);
+    D = base_drive + driveLane[i];
+}
+
+template <bool Shapes>
+void VoiceFilter::designStretch(const float* freqLane, const float* resLane, const float* driveLane, int32_t m,
+                                double rateRatio, Stretch& stretch) noexcept {
+    // First the smoothing, which goes sample by sample; then the coefficients of the samples
+    // that moved it, four side by side, while the others keep those before them.
+    // The smoothing runs on copies: in the fields, every step would wait for the last one's
+    // store to memory.
+    alignas(16) std::array<std::array<float, Stretch::kLength + 4>, 3> smoothed;  // F, R, D
+    std::array<bool, Stretch::kLength + 4> moved;
+    double freqSmooth = freq_smooth, resSmooth = res_smooth;
+    float lastFreq = cached_freq, lastRes = cached_res, lastDrive = cached_drive;
+    float F, R, D;
+    for (int32_t j = 0; j < m; ++j) {
+        const auto x = std::size_t(j);
+        target(freqLane, resLane, driveLane, j, F, R, D);
+        // Types 1 to 4 take the drive as shaping, the others as gain in their coefficients.
+        moved[x] = F != lastFreq || R != lastRes || (!Shapes && D != lastDrive);
+        if (moved[x]) {
+            freqSmooth = onePole(freqSmooth, F, freq_take, freq_keep);
+            resSmooth = onePole(resSmooth, R, res_take, res_keep);
+            lastFreq = float(freqSmooth), lastRes = float(resSmooth), lastDrive = D;
         }
-        // Damping from sqrt(2) at no resonance down to about 1/3 at full (12 dB).
-        const float t = s * (kSqrt2 - std::sqrt(q * R) * (kSqrt2 - kLeastDamping)) * 0.5f;
-        const float B = ((1.0f - t) * 0.5f) / (1.0f + t);
-        const float g = c * (B + 0.5f);
-        const float k = low ? ((B + 0.5f) - g) * 0.25f : (B + 0.5f + g) * 0.25f;
-        set(2.0f * k, low ? 4.0f * k : -4.0f * k, 2.0f * k, -2.0f * g, 2.0f * B);
-        break;
+        smoothed[0][x] = lastFreq, smoothed[1][x] = lastRes, smoothed[2][x] = lastDrive;
+        stretch.set[5][x] = D;
     }
-    case kFilterBandPass: {
-        if (F >= 1.0f) {
-            gain(0);
-        } else if (R <= 0) {
-            gain(1);
-        } else {
-            const float alpha = bandwidth();
-            const float n = 1.0f / (alpha + 1.0f);
-            set(n * alpha, 0, -alpha * n, -2.0f * c * n, (1.0f - alpha) * n);
-        }
-        break;
+    freq_smooth = freqSmooth, res_smooth = resSmooth;
+    cached_freq = lastFreq, cached_res = lastRes, cached_drive = lastDrive;
+    for (auto x = std::size_t(m); x < std::size_t(FastMath::roundUp4(m)); ++x) {
+        smoothed[0][x] = smoothed[1][x] = smoothed[2][x] = 0;
+        moved[x] = false;
     }
-    case kFilterNotch: {
-        if (F >= 1.0f) {
-            gain(1);
-        } else if (R <= 0) {
-            gain(0);
-        } else {
-            const float alpha = bandwidth();
-            const float n = 1.0f / (alpha + 1.0f);
-            set(n, -2.0f * c * n, n, -2.0f * c * n, (1.0f - alpha) * n);
+    Lane last{b0, b1, b2, a1, a2};
+    for (std::size_t x = 0; x < std::size_t(m); x += 4) {
+        Lanes4 four{};
+        if (moved[x] || moved[x + 1] || moved[x + 2] || moved[x + 3])
+            four = Lanes4::design(type, slope, FastMath::load4(&smoothed[0][x]), FastMath::load4(&smoothed[1][x]),
+                                  FastMath::load4(&smoothed[2][x]), rateRatio);
+        for (std::size_t l = 0; l < 4 && x + l < std::size_t(m); ++l) {
+            if (moved[x + l]) last = {four.b0[l], four.b1[l], four.b2[l], four.a1[l], four.a2[l]};
+            stretch.set[0][x + l] = last.b0, stretch.set[1][x + l] = last.b1, stretch.set[2][x + l] = last.b2;
+            stretch.set[3][x + l] = last.a1, stretch.set[4][x + l] = last.a2;
         }
-        break;
     }
-    case kFilterLowShelf:
-    case kFilterHighShelf: {
-        const float A = std::pow(10.0f, kDriveToGainExponent * drive);
-        const bool low = type == kFilterLowShelf;
-        if (F >= 1.0f) {
-            gain(low ? A * A : 1.0f);
-            break;
-        }
-        if (F <= 0) {
-            gain(low ? 1.0f : A * A);
-            break;
-        }
-        const float m = std::clamp(R, kMinShelfSlope, 1.0f);
-        const float y = s * 0.5f * std::sqrt((1.0f / m - 1.0f) * (1.0f / A + A) + 2.0f) * std::sqrt(A) * 2.0f;
-        const float p = A + 1.0f;
-        const float qa = A - 1.0f;
-        const float v = qa * c + p;
-        const float u = p - qa * c;
-        if (low) {
-            const float n = 1.0f / (v + y);
-            set((u + y) * A * n, (qa - p * c) * A * 2.0f * n, (u - y) * A * n, (p * c + qa) * -2.0f * n,
-                (v - y) * n);
-        } else {
-            const float n = 1.0f / (u + y);
-            set((v + y) * A * n, (p * c + qa) * A * -2.0f * n, (v - y) * A * n, (qa - p * c) * 2.0f * n,
-                (u - y) * n);
-        }
-        break;
-    }
-    case kFilterPeak: {
-        const float A = std::pow(10.0f, kDriveToGainExponent * drive);
-        if (F <= 0 || F >= 1.0f) {
-            gain(1);
-        } else if (R <= 0) {
-            gain(A * A);
-        } else {
-            const float alpha = bandwidth();
-            const float e = alpha / A;
-            const float d = alpha * A;
-            const float n = 1.0f / (e + 1.0f);
-            set((d + 1.0f) * n, -2.0f * c * n, (1.0f - d) * n, -2.0f * c * n, (1.0f - e) * n);
-        }
-        break;
-    }
-    case kFilterAllPass: {
-        if (F <= 0 || F >= 1.0f) {
-            gain(1);
-        } else if (R <= 0) {
-            gain(-1);
-        } else {
-            // Without the slope's factor, and with b2 at 1 as the product has it.
-            const float h = s / (R * 2.0f);
-            const float n = 1.0f / (h + 1.0f);
-            const float b = (1.0f - h) * n;
-            set(b, -2.0f * c * n, 1.0f, -2.0f * c * n, b);
-        }
-        break;
-    }
-    default:
-        gain(1);
-        break;
-    }
+    b0 = last.b0, b1 = last.b1, b2 = last.b2, a1 = last.a1, a2 = last.a2;
 }
 
 template <int Stages, bool Shapes>
@@ -206,6 +151,7 @@ void VoiceFilter::run(const float* freqLane, const float* resLane, const float* 
                       const float* const* in, float* const* out, int32_t channels, int32_t n,
                       double rateRatio) noexcept {
     using FastMath::F4;
+    using FastMath::splat4;
     // Both channels share the coefficients, so they run side by side in the lanes of one vector.
     // The loop works on copies, which the compiler keeps in registers: stores to the output could
     // otherwise alias the filter's own fields and send them through memory every sample.
@@ -223,17 +169,7 @@ void VoiceFilter::run(const float* freqLane, const float* resLane, const float* 
         y1[st] = F4{l.y1, r.y1, 0, 0};
         y2[st] = F4{l.y2, r.y2, 0, 0};
     }
-    F4 c0 = FastMath::splat4(b0), c1 = FastMath::splat4(b1), c2 = FastMath::splat4(b2);
-    F4 d1 = FastMath::splat4(a1), d2 = FastMath::splat4(a2);
-    // Types 1 to 4 take the drive as shaping, the others as gain in their coefficients.
-    auto stale = [this](float F, float R, float D) {
-        return F != cached_freq || R != cached_res || (!Shapes && D != cached_drive);
-    };
-    auto refresh = [&](float F, float R, float D) {
-        update(F, R, D, rateRatio);
-        c0 = FastMath::splat4(b0), c1 = FastMath::splat4(b1), c2 = FastMath::splat4(b2);
-        d1 = FastMath::splat4(a1), d2 = FastMath::splat4(a2);
-    };
+    F4 c0 = splat4(b0), c1 = splat4(b1), c2 = splat4(b2), d1 = splat4(a1), d2 = splat4(a2);
     auto sample = [&](int32_t i, float D) {
         F4 x = F4{src0[i], src1[i], 0, 0};
         if (Shapes && D != 0) {
@@ -254,26 +190,29 @@ void VoiceFilter::run(const float* freqLane, const float* resLane, const float* 
         dst0[i] = x[0];
         if (stereo) dst1[i] = x[1];
     };
-    auto target = [&](int32_t i, float& F, float& R, float& D) {
-        F = std::clamp(base_freq + freqLane[i], kLowestFreq, kHighestFreq);
-        R = FastMath::clamp01(base_res + resLane[i]);
-        D = base_drive + driveLane[i];
-    };
-    float F, R, D;
     if (constant) {
         // One value in every lane: once the smoothing has arrived the coefficients hold.
-        target(0, F, R, D);
+        float F, R, D;
+        target(freqLane, resLane, driveLane, 0, F, R, D);
         int32_t i = 0;
-        for (; i < n && stale(F, R, D); ++i) {
-            refresh(F, R, D);
+        for (; i < n && (F != cached_freq || R != cached_res || (!Shapes && D != cached_drive)); ++i) {
+            update(F, R, D, rateRatio);
+            c0 = splat4(b0), c1 = splat4(b1), c2 = splat4(b2), d1 = splat4(a1), d2 = splat4(a2);
             sample(i, D);
         }
         for (; i < n; ++i) sample(i, D);
     } else {
-        for (int32_t i = 0; i < n; ++i) {
-            target(i, F, R, D);
-            if (stale(F, R, D)) refresh(F, R, D);
-            sample(i, D);
+        Stretch stretch;
+        for (int32_t from = 0; from < n; from += Stretch::kLength) {
+            const int32_t m = std::min(Stretch::kLength, n - from);
+            designStretch<Shapes>(freqLane + from, resLane + from, driveLane + from, m, rateRatio, stretch);
+            const auto& set = stretch.set;
+            for (int32_t j = 0; j < m; ++j) {
+                const auto x = std::size_t(j);
+                c0 = splat4(set[0][x]), c1 = splat4(set[1][x]), c2 = splat4(set[2][x]);
+                d1 = splat4(set[3][x]), d2 = splat4(set[4][x]);
+                sample(from + j, set[5][x]);
+            }
         }
     }
     for (int st = 0; st < Stages; ++st) {
@@ -286,6 +225,8 @@ void VoiceFilter::process(const float* freqLane, const float* resLane, const flo
                           const float* const* in, float* const* out, int32_t channels, int32_t n,
                           double rateRatio) noexcept {
     if (n <= 0) return;
+    // Slots that leave the filter alone give lanes of one value too: no need to design stretches.
+    if (!constant) constant = holdsStill(freqLane, n) && holdsStill(resLane, n) && holdsStill(driveLane, n);
     const bool twoStages = slope == kSlope24dB;
     const bool shapes = type <= kFilterNotch;
     if (twoStages)

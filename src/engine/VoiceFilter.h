@@ -11,6 +11,8 @@ struct Filter;
 // drive sample by sample. Frequencies are fractions of 22050 Hz whatever the sample rate; the
 // rate ratio turns them into angles. Coefficients are recomputed only when an input moved, and
 // a move glides in through one-pole smoothing of frequency and resonance.
+//
+// Threads: [audio-thread] [main-lock], as part of the voice that owns it.
 struct VoiceFilter {
     static constexpr int kChannels = 2;
     static constexpr int kStages = 2;
@@ -25,7 +27,8 @@ struct VoiceFilter {
     void foldStatic() noexcept;
     // `n` samples of 1 or 2 channels from `in` to `out` (which may be the same buffers). The
     // lanes add to the base frequency, resonance and drive per sample; `constant` says that each
-    // lane holds one value throughout. Type "Off" copies nothing and must not be called.
+    // lane holds one value throughout (else it is found out). Type "Off" copies nothing and must
+    // not be called.
     void process(const float* freqLane, const float* resLane, const float* driveLane, bool constant,
                  const float* const* in, float* const* out, int32_t channels, int32_t n, double rateRatio) noexcept;
 
@@ -68,8 +71,18 @@ struct VoiceFilter {
     float filter_drive = 0;
 
 private:
-    // Smooths towards `freq` and `res`, then the coefficients of the smoothed values.
+    struct Stretch;
+
+    // One step of the smoothing towards `freq` and `res`; the cache takes the results.
+    void smooth(float freq, float res, float drive) noexcept;
+    // A step of the smoothing, then the coefficients of the smoothed values.
     void update(float freq, float res, float drive, double rateRatio) noexcept;
+    // The clamped frequency and resonance and the drive of sample i.
+    void target(const float* freqLane, const float* resLane, const float* driveLane, int32_t i, float& F, float& R,
+                float& D) const noexcept;
+    template <bool Shapes>
+    void designStretch(const float* freqLane, const float* resLane, const float* driveLane, int32_t m,
+                       double rateRatio, Stretch& stretch) noexcept;
     template <int Stages, bool Shapes>
     void run(const float* freqLane, const float* resLane, const float* driveLane, bool constant,
              const float* const* in, float* const* out, int32_t channels, int32_t n, double rateRatio) noexcept;

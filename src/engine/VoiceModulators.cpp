@@ -1,3 +1,5 @@
+#include <cstdint>
+
 #include "engine/Morvek.h"
 #include "engine/Voice.h"
 #include "model/Group.h"
@@ -55,14 +57,39 @@ void Voice::followTempo(Morvek& engine) {
     seq3.followTempo(ctx);
 }
 
-void Voice::advanceModulators(int32_t n) noexcept {
-    env1.advance(n);
-    env2.advance(n);
-    lfo1.advance(n);
-    lfo2.advance(n);
-    seq1.advance(n);
-    seq2.advance(n);
-    seq3.advance(n);
+uint8_t Voice::sampledModulators() const noexcept {
+    auto within = [](const void* p, const auto& record) {
+        const auto at = reinterpret_cast<std::uintptr_t>(p);
+        const auto begin = reinterpret_cast<std::uintptr_t>(&record);
+        return at >= begin && at < begin + sizeof(record);
+    };
+    auto bitOf = [&](const void* p) -> uint8_t {
+        if (!p) return 0;
+        if (within(p, env1)) return kEnv1Bit;
+        if (within(p, env2)) return kEnv2Bit;
+        if (within(p, lfo1)) return kLfo1Bit;
+        if (within(p, lfo2)) return kLfo2Bit;
+        if (within(p, seq1)) return kSeq1Bit;
+        if (within(p, seq2)) return kSeq2Bit;
+        if (within(p, seq3)) return kSeq3Bit;
+        return 0;
+    };
+    uint8_t bits = 0;
+    for (int32_t i = 0; i < n_control; ++i) {
+        const ModSlot& s = slots[std::size_t(i)];
+        bits |= uint8_t(bitOf(s.source) | bitOf(s.via) | bitOf(s.dest));
+    }
+    return bits;
+}
+
+void Voice::advanceModulators(int32_t n, uint8_t which) noexcept {
+    if (which & kEnv1Bit) env1.advance(n);
+    if (which & kEnv2Bit) env2.advance(n);
+    if (which & kLfo1Bit) lfo1.advance(n);
+    if (which & kLfo2Bit) lfo2.advance(n);
+    if (which & kSeq1Bit) seq1.advance(n);
+    if (which & kSeq2Bit) seq2.advance(n);
+    if (which & kSeq3Bit) seq3.advance(n);
 }
 
 }  // namespace MV

@@ -166,12 +166,15 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
     float* amp = lanes.lane(VoiceLanes::kAmp);
     float* pitch = lanes.lane(VoiceLanes::kPitchRatio);
     const bool gliding = glide_pitch != glide_target;
-    // Only the audio run reads ENV1 to SEQ3 sample by sample; without one they move in bulk.
-    const bool modulatorsRead = n_audio > 0;
-    if (!call.modulated && !gliding && state == kSustain) {
+    // ENV1 to SEQ3 move sample by sample only where a slot reads or feeds them.
+    const uint8_t sampled = call.modulated ? sampledModulators() : 0;
+    // Without an audio run and outside a slew the slots give one value for the whole sub-block.
+    const bool slotsHold = call.modulated && n_audio == 0 && smooth_left == 0;
+    if ((!call.modulated || slotsHold) && !gliding && state == kSustain) {
         // Nothing moves: level and pitch hold for the whole sub-block.
+        if (slotsHold) holdModulatedLanes(lanes, n);
         aeg.step(state);
-        advanceModulators(n);
+        advanceModulators(n, kAllModulators);
         FastMath::fill(amp, static_gain * aeg.out, n);
         FastMath::fill(pitch, pitch_ratio, n);
         return n;
@@ -189,28 +192,28 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
             last_pitch = p;
         }
         aeg.step(state);
-        if (modulatorsRead) {
+        if (sampled) {
             // In the order AEG, ENV1, ENV2, LFO1, LFO2, SEQ1, SEQ2, SEQ3.
-            env1.tick();
-            env2.tick();
-            lfo1.tick();
-            lfo2.tick();
-            seq1.tick();
-            seq2.tick();
-            seq3.tick();
+            if (sampled & kEnv1Bit) env1.tick();
+            if (sampled & kEnv2Bit) env2.tick();
+            if (sampled & kLfo1Bit) lfo1.tick();
+            if (sampled & kLfo2Bit) lfo2.tick();
+            if (sampled & kSeq1Bit) seq1.tick();
+            if (sampled & kSeq2Bit) seq2.tick();
+            if (sampled & kSeq3Bit) seq3.tick();
         }
         amp[i] = static_gain * aeg.out;
         pitch[i] = pitch_ratio;
         if (call.modulated) writeModulatedLanes(lanes, i);
         if (state == kIdle) return i + 1;
     }
-    if (!modulatorsRead) advanceModulators(n);
+    advanceModulators(n, uint8_t(kAllModulators & ~sampled));
     return n;
 }
 
 namespace {
 // What a control lane carries: the voice's destination in the unit the render stages read.
-float laneValue(const Voice& v, unsigned lane) noexcept {
+MV_HOT_INLINE float laneValue(const Voice& v, unsigned lane) noexcept {
     switch (lane) {
     case VoiceLanes::kFilterFreq:
         return v.filter.filter_freq;
@@ -251,6 +254,17 @@ void Voice::writeModulatedLanes(VoiceLanes& lanes, int32_t i) {
         const auto l = unsigned(std::countr_zero(m));
         lanes.lanes[l][std::size_t(i)] = laneValue(*this, l);
     }
+}
+
+void Voice::holdModulatedLanes(VoiceLanes& lanes, int32_t n) {
+    ModMatrix::accumulate(slots.data(), n_audio, n_control, smooth_left);
+    const float p = glide_pitch + dest.pitch + dest.pitch_raw;
+    if (p != last_pitch) {
+        pitch_ratio = std::exp2(p);
+        last_pitch = p;
+    }
+    for (unsigned l = VoiceLanes::kFilterFreq; l < VoiceLanes::kLaneCount; ++l)
+        FastMath::fill(lanes.lanes[l].data(), laneValue(*this, l), n);
 }
 
 int32_t Voice::readSamples(const Call& call, VoiceLanes& lanes, int32_t n) {

@@ -68,23 +68,6 @@ TEST(Controller, AllNotesOffClearsHistoryOfTheChannelAndItsFallbackWithNothingPl
     EXPECT_EQ(rig.engine.channel(1).head, 7) << "another channel keeps its own history";
 }
 
-TEST(Controller, ResetTakesControllersWheelAndPressureValueButNotBend) {
-    TriggerRig rig;
-    rig.send(0xE0, 0, 0);
-    rig.send(0xD0, 100, 0);
-    rig.cc(1, 100);
-    rig.cc(7, 100);
-    rig.cc(121, 0);
-    const Channel& ch = rig.engine.channel(0);
-    EXPECT_EQ(ch.cc[7], 0);
-    EXPECT_EQ(ch.cc_value[1], 0.0f);
-    EXPECT_EQ(ch.wheel, 0.0f);
-    EXPECT_EQ(ch.pressure_value, 0.0f);
-    EXPECT_EQ(ch.pressure, 100) << "the byte stays";
-    EXPECT_EQ(ch.bend, -1.0f);
-    EXPECT_EQ(rig.engine.channel(Channel::kAllChannels).wheel, 0.0f);
-}
-
 TEST(Controller, KeyNamesComeFromTheSplitOfTheFirstGroupHoldingTheKey) {
     TriggerRig rig;
     auto named = [](const char* name) {

@@ -34,16 +34,12 @@ TEST(Sequencer, StepsFillTheirCellsAndSmoothRampsTruncateTowardsZeroAndWrap) {
     // No steps: silence. A length that does not divide the table is a fault of whoever made it.
     Sequencer::buildTable({}, true, table);
     for (int8_t v : table) ASSERT_EQ(v, 0);
-    EXPECT_THROW(
-        {
-            try {
-                Sequencer::buildTable(std::vector<int8_t>(12, 1), false, table);
-            } catch (const std::logic_error& e) {
-                EXPECT_STREQ(e.what(), "should not reach");
-                throw;
-            }
-        },
-        std::logic_error);
+    try {
+        Sequencer::buildTable(std::vector<int8_t>(12, 1), false, table);
+        ADD_FAILURE() << "a length of 12 was taken";
+    } catch (const std::logic_error& e) {
+        EXPECT_STREQ(e.what(), "should not reach");
+    }
     // A voice plays such a pattern silent rather than raising on the audio path.
     Seq odd;
     odd.values.assign(12, 100);

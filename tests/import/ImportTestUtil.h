@@ -50,6 +50,13 @@ inline ZnLib::SharedRef<Program> importInto(SoundFont& sf, std::size_t index, Ba
     return sf.importProgram(index, bank, progress);
 }
 
+// A group's key and velocity range and its key fade range, as "36-60 vel 0-127 fade 36-60".
+inline std::string keys(const Group& g) {
+    return std::to_string(g.range.lowKey) + "-" + std::to_string(g.range.highKey) + " vel " +
+           std::to_string(g.range.lowVel) + "-" + std::to_string(g.range.highVel) + " fade " +
+           std::to_string(g.fade.lowKey) + "-" + std::to_string(g.fade.highKey);
+}
+
 inline void writeFile(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }

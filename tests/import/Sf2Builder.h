@@ -70,62 +70,39 @@ public:
         for (const Sample& s : samples) {
             const uint32_t start = uint32_t(smpl.data.size() / 2);
             for (int16_t v : s.data) smpl.u16(uint16_t(v));
-            for (int i = 0; i < 46; ++i) smpl.u16(0);  // the zero frames behind each sample
-            shdr.name(s.name);
-            shdr.u32(start);
-            shdr.u32(start + uint32_t(s.data.size()));
-            shdr.u32(start + s.loopStart);
-            shdr.u32(start + s.loopEnd);
-            shdr.u32(s.rate);
-            shdr.u8(s.pitch);
-            shdr.u8(uint8_t(s.correction));
-            shdr.u16(s.link);
-            shdr.u16(s.type);
+            smpl.pad(2 * 46);  // the zero frames behind each sample
+            shdr.name(s.name).u32(start).u32(start + uint32_t(s.data.size()));
+            shdr.u32(start + s.loopStart).u32(start + s.loopEnd).u32(s.rate);
+            shdr.u8(s.pitch).u8(uint8_t(s.correction)).u16(s.link).u16(s.type);
         }
-        shdr.name("EOS");
-        shdr.pad(26);
+        shdr.name("EOS").pad(26);
 
         auto zones = [](const std::vector<Zone>& list, Bytes& bag, Bytes& gen, std::size_t& bagCount,
                         std::size_t& genCount) {
             for (const Zone& z : list) {
-                bag.u16(uint16_t(genCount));
-                bag.u16(0);
+                bag.u16(uint16_t(genCount)).u16(0);
                 ++bagCount;
-                for (const Gen& g : z.gens) {
-                    gen.u16(g.first);
-                    gen.u16(uint16_t(g.second));
-                    ++genCount;
-                }
+                for (const Gen& g : z.gens) gen.u16(g.first).u16(uint16_t(g.second));
+                genCount += z.gens.size();
             }
         };
         std::size_t bags = 0, gens = 0;
         for (const Instrument& i : instruments) {
-            inst.name(i.name);
-            inst.u16(uint16_t(bags));
+            inst.name(i.name).u16(uint16_t(bags));
             zones(i.zones, ibag, igen, bags, gens);
         }
-        inst.name("EOI");
-        inst.u16(uint16_t(bags));
-        ibag.u16(uint16_t(gens));
-        ibag.u16(0);
+        inst.name("EOI").u16(uint16_t(bags));
+        ibag.u16(uint16_t(gens)).u16(0);
         igen.u32(0);
         imod.pad(10);
 
         bags = gens = 0;
         for (const Preset& p : presets) {
-            phdr.name(p.name);
-            phdr.u16(p.program);
-            phdr.u16(p.bank);
-            phdr.u16(uint16_t(bags));
-            phdr.pad(12);
+            phdr.name(p.name).u16(p.program).u16(p.bank).u16(uint16_t(bags)).pad(12);
             zones(p.zones, pbag, pgen, bags, gens);
         }
-        phdr.name("EOP");
-        phdr.pad(4);
-        phdr.u16(uint16_t(bags));
-        phdr.pad(12);
-        pbag.u16(uint16_t(gens));
-        pbag.u16(0);
+        phdr.name("EOP").pad(4).u16(uint16_t(bags)).pad(12);
+        pbag.u16(uint16_t(gens)).u16(0);
         pgen.u32(0);
         pmod.pad(10);
 

@@ -52,14 +52,11 @@ TEST_F(Sfz, ValuesRunToTheNextOpcodeSoFileNamesMayHoldBlanks) {
     ASSERT_EQ(p->groups.size(), 2u);
     const Group& g = group(p);
     EXPECT_EQ(g.name, "a b");
-    EXPECT_EQ(g.range.lowKey, 60);
-    EXPECT_EQ(g.range.highKey, 64);
-    EXPECT_EQ(g.fade.lowKey, 60);
+    EXPECT_EQ(keys(g), "60-64 vel 0-127 fade 60-64");
     EXPECT_EQ(g.splits.front().wave()->file().path(), dir / "a b.wav");
     EXPECT_EQ(g.splits.front().root(), 62);
     // "key" sets both bounds and the root; the two regions share the wave.
-    EXPECT_EQ(group(p, 1).range.lowKey, 70);
-    EXPECT_EQ(group(p, 1).range.highKey, 70);
+    EXPECT_EQ(keys(group(p, 1)), "70-70 vel 0-127 fade 70-70");
     EXPECT_EQ(group(p, 1).splits.front().root(), 70);
     EXPECT_EQ(bank.waves.size(), 1u);
     EXPECT_TRUE(filter.messages.empty());
@@ -87,23 +84,25 @@ TEST_F(Sfz, GroupOpcodesAreEachRegionsDefaultsUntilTheNextGroup) {
 }
 
 TEST_F(Sfz, FilterTypesCutoffAndTheFailuresThatEndTheImport) {
-    auto filterOf = [&](const std::string& opcodes) { return only("<region> " + opcodes).filter; };
-    const Filter cut = filterOf("cutoff=2000");
-    EXPECT_EQ(cut.type, kFilterLowPass);
-    EXPECT_EQ(cut.slope, kSlope12dB);
-    EXPECT_FLOAT_EQ(cut.freq, float(std::sqrt(0.1)));
-    EXPECT_EQ(filterOf("fil_type=lpf_1p").slope, kSlope6dB);
-    EXPECT_EQ(filterOf("fil_type=lpf_2p").slope, kSlope12dB);
-    EXPECT_EQ(filterOf("filtype=hpf_2p cutoff=100").type, kFilterHighPass);
-    EXPECT_EQ(filterOf("fil_type=bpf_1p").type, kFilterBandPass);
-    EXPECT_EQ(filterOf("fil_type=brf_2p").type, kFilterNotch);
-    EXPECT_FLOAT_EQ(filterOf("resonance=12").res, 0.3f);
+    EXPECT_FLOAT_EQ(only("<region> cutoff=2000").filter.freq, float(std::sqrt(0.1)));
+    const std::tuple<const char*, int, int> types[] = {{"cutoff=2000", kFilterLowPass, kSlope12dB},
+                                                       {"fil_type=lpf_1p", kFilterLowPass, kSlope6dB},
+                                                       {"fil_type=lpf_2p", kFilterLowPass, kSlope12dB},
+                                                       {"filtype=hpf_2p cutoff=100", kFilterHighPass, kSlope12dB},
+                                                       {"fil_type=bpf_1p", kFilterBandPass, kSlope6dB},
+                                                       {"fil_type=brf_2p", kFilterNotch, kSlope12dB}};
+    for (auto [opcodes, type, slope] : types) {
+        const Filter f = only(std::string("<region> ") + opcodes).filter;
+        EXPECT_EQ(std::pair(int(f.type), int(f.slope)), std::pair(type, slope)) << opcodes;
+    }
+    EXPECT_FLOAT_EQ(only("<region> resonance=12").filter.res, 0.3f);
 
-    EXPECT_EQ(failure([&] { load("<region> fil_type=lpf"); }), "Invalid filter type : lpf");
-    EXPECT_EQ(failure([&] { load("<region> fil_type=apf_1p"); }), "Invalid filter type : apf_1p");
-    EXPECT_EQ(failure([&] { load("<region> lokey=xyz"); }), "invalid value");
-    EXPECT_EQ(failure([&] { load("<region> volume=loud"); }), "invalid value");
-    EXPECT_EQ(failure([&] { load("<region> on_locc99999999999=1"); }), "stoi argument out of range");
+    const std::pair<const char*, const char*> failures[] = {{"fil_type=lpf", "Invalid filter type : lpf"},
+                                                            {"fil_type=apf_1p", "Invalid filter type : apf_1p"},
+                                                            {"lokey=xyz", "invalid value"},
+                                                            {"volume=loud", "invalid value"},
+                                                            {"on_locc99999999999=1", "stoi argument out of range"}};
+    for (auto [opcodes, error] : failures) EXPECT_EQ(failure([&] { load(std::string("<region> ") + opcodes); }), error);
     // Trailing units are ignored, as number parsing always did.
     EXPECT_NEAR(only("<region> volume=-6dB").amp, std::pow(10.0, -0.3), 1e-6);
 }
@@ -126,15 +125,12 @@ TEST_F(Sfz, CommentsNeedTheirLineEndAndMissingSamplesAreReportedNotFatal) {
 }
 
 TEST_F(Sfz, PitchKeytrackPicksTheFirstStepNotBelowIt) {
-    auto tuningOf = [&](const std::string& value) {
-        return only("<group> pitch_keytrack=50 <region> pitch_keytrack=" + value).tuning;
-    };
-    EXPECT_EQ(tuningOf("0"), kTuningFixed);
-    EXPECT_EQ(tuningOf("100"), kTuningNormal);
-    EXPECT_EQ(tuningOf("-1200"), kTuningInv4);
-    EXPECT_EQ(tuningOf("30"), kTuningHalf);
     // Past the last step the group's value stays.
-    EXPECT_EQ(tuningOf("500"), kTuningHalf);
+    const std::pair<const char*, int> steps[] = {
+        {"0", kTuningFixed}, {"100", kTuningNormal}, {"-1200", kTuningInv4}, {"30", kTuningHalf}, {"500", kTuningHalf}};
+    for (auto [value, tuning] : steps)
+        EXPECT_EQ(only("<group> pitch_keytrack=50 <region> pitch_keytrack=" + std::string(value)).tuning, tuning)
+            << value;
 }
 
 TEST_F(Sfz, LoopModesAndBoundsFinishTheSplit) {
@@ -162,9 +158,8 @@ TEST_F(Sfz, LoopModesAndBoundsFinishTheSplit) {
     EXPECT_EQ(loops(4), std::pair(0, -1));
     const ZnPlug::Wave& plain = *group(p, 3).splits.front().wave();
     ASSERT_EQ(plain.loops.size(), 1u);
-    EXPECT_EQ(plain.loops[0].start, 10u);
-    EXPECT_EQ(plain.loops[0].end, 500u);
-    EXPECT_EQ(plain.loops[0].mode, LoopMode::Forward);
+    EXPECT_EQ(std::tuple(plain.loops[0].start, plain.loops[0].end, plain.loops[0].mode),
+              std::tuple(10u, 500u, LoopMode::Forward));
     // A start past the end adds nothing.
     EXPECT_EQ(loops(5), std::pair(0, -1));
 }
@@ -177,15 +172,12 @@ TEST_F(Sfz, TuneKeycenterAndBackslashPaths) {
         "<region> sample=Samples/Low/c.wav tune=70\n");
     ASSERT_EQ(p->groups.size(), 3u);
     const Split& tuned = group(p, 0).splits.front();
-    EXPECT_EQ(tuned.root(), 61);
-    EXPECT_EQ(tuned.fine(), -30);
-    EXPECT_TRUE(tuned.hasOverride());
+    EXPECT_EQ(std::tuple(tuned.root(), tuned.fine(), tuned.hasOverride()), std::tuple(61, -30, true));
     // Names written without regard to case find the file; the wave's own root needs no override.
     EXPECT_EQ(group(p, 1).splits.front().wave(), tuned.wave());
     EXPECT_FALSE(group(p, 1).splits.front().hasOverride());
     // 70 cents move into the root: one key up, 30 cents down.
-    EXPECT_EQ(group(p, 2).splits.front().root(), 61);
-    EXPECT_EQ(group(p, 2).splits.front().fine(), -30);
+    EXPECT_EQ(std::tuple(group(p, 2).splits.front().root(), group(p, 2).splits.front().fine()), std::tuple(61, -30));
 }
 
 TEST_F(Sfz, EnvelopesLfosAndModulationDepths) {
@@ -231,31 +223,18 @@ TEST_F(Sfz, SwitcherOpcodes) {
         "seq_length=4 seq_position=2 lobpm=90 hibpm=120 lobend=-8192 hibend=8191 hichanaft=99");
     ASSERT_TRUE(g.switcher);
     const Switcher& s = *g.switcher;
-    EXPECT_EQ(s.keyLow, 24);
-    EXPECT_EQ(s.keyHigh, 35);
-    EXPECT_EQ(s.keyLast, 26);
-    EXPECT_EQ(s.keyDown, 28);
-    EXPECT_EQ(s.keyUp, 29);
-    EXPECT_EQ(s.keyPrev, 60);
-    EXPECT_FLOAT_EQ(s.randLow, 0.25f);
-    EXPECT_FLOAT_EQ(s.randHigh, 0.5f);
-    EXPECT_EQ(s.seqLength, 4);
-    EXPECT_EQ(s.seqPos, 2);
-    EXPECT_FLOAT_EQ(s.bpmLow, 90);
-    EXPECT_FLOAT_EQ(s.bpmHigh, 120);
+    EXPECT_EQ(std::tuple(s.keyLow, s.keyHigh, s.keyLast, s.keyDown, s.keyUp, s.keyPrev),
+              std::tuple(24, 35, 26, 28, 29, 60));
+    EXPECT_EQ(std::tuple(s.randLow, s.randHigh, s.bpmLow, s.bpmHigh), std::tuple(0.25f, 0.5f, 90.0f, 120.0f));
+    EXPECT_EQ(std::tuple(s.seqLength, s.seqPos, s.rangeLow, s.rangeHigh), std::tuple(4, 2, 0, 127));
     EXPECT_EQ(modulationSourceName(s.source), "Pitchbend");
-    EXPECT_EQ(s.rangeLow, 0);
-    EXPECT_EQ(s.rangeHigh, 127);
 
-    const Group ccGroup = only("<region> on_locc64=64 on_hicc64=127");
-    const Switcher& cc = *ccGroup.switcher;
-    EXPECT_EQ(modulationSourceName(cc.source), "Midi CC 64");
-    EXPECT_EQ(cc.rangeLow, 64);
-    EXPECT_EQ(cc.rangeHigh, 127);
-    const Group aftGroup = only("<region> lochanaft=20");
-    const Switcher& aft = *aftGroup.switcher;
-    EXPECT_EQ(modulationSourceName(aft.source), "Channel Pressure");
-    EXPECT_EQ(aft.rangeLow, 20);
+    const Group cc = only("<region> on_locc64=64 on_hicc64=127");
+    EXPECT_EQ(modulationSourceName(cc.switcher->source), "Midi CC 64");
+    EXPECT_EQ(std::tuple(cc.switcher->rangeLow, cc.switcher->rangeHigh), std::tuple(64, 127));
+    const Group aft = only("<region> lochanaft=20");
+    EXPECT_EQ(modulationSourceName(aft.switcher->source), "Channel Pressure");
+    EXPECT_EQ(aft.switcher->rangeLow, 20);
     // A region with none of these has no switcher.
     EXPECT_FALSE(only("<region> hichanaft=20").switcher);
 }

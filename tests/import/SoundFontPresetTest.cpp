@@ -38,12 +38,6 @@ Group single(std::vector<Gen> instrument, std::vector<Gen> preset = {}) {
     return p->groups.empty() ? Group() : *p->groups.front();
 }
 
-std::string keys(const Group& g) {
-    return std::to_string(g.range.lowKey) + "-" + std::to_string(g.range.highKey) + " vel " +
-           std::to_string(g.range.lowVel) + "-" + std::to_string(g.range.highVel) + " fade " +
-           std::to_string(g.fade.lowKey) + "-" + std::to_string(g.fade.highKey);
-}
-
 TEST(SoundFontMerge, RangesIntersectWithThePresetZoneAndEmptyOverlapsAreDropped) {
     EXPECT_EQ(keys(single({{43, Sf2Builder::range(0, 64)}}, {{43, Sf2Builder::range(60, 72)}})),
               "60-64 vel 0-127 fade 60-64");

@@ -116,61 +116,40 @@ TEST(SoundFontWaves, PairsLeftAndRightByLinkOrByNameAndKeepsUnequalPairsMono) {
     EXPECT_EQ(bank.waves.size(), 4u);
 }
 
-TEST(SoundFontWaves, LoadsSixteenBitFramesWithRootFineLoopsAndTheFileAsContainer) {
+TEST(SoundFontWaves, LoadsFramesRootFineAndLoopsAndSampleModesPickTheLoop) {
     Sf2Builder b;
-    Sf2Builder::Sample left = Sf2Builder::ramp("Pad L", 40, kLeft, 1);
+    Sf2Builder::Sample left = Sf2Builder::ramp("Pad L", 40, kLeft, 1), right = Sf2Builder::ramp("Pad R", 40, kRight, 0);
     left.data[3] = -32768;
-    left.loopStart = 10;
-    left.loopEnd = 30;
     left.pitch = 62;
     left.correction = -20;
     left.rate = 22050;
-    Sf2Builder::Sample right = Sf2Builder::ramp("Pad R", 40, kRight, 0);
-    right.loopStart = 12;
-    right.loopEnd = 30;
+    left.loopStart = 10, left.loopEnd = 30, right.loopStart = 12, right.loopEnd = 30;
+    Sf2Builder::Sample mono = Sf2Builder::ramp("Flute", 40);
+    mono.loopStart = 5, mono.loopEnd = 35;
     b.addSample(left);
     b.addSample(right);
-    b = withPreset(b, {zone({{53, 0}})});
+    b.addSample(mono);
+    b = withPreset(b, {zone({{54, 1}, {53, 1}}), zone({{54, 1}, {53, 0}}), zone({{54, 3}, {53, 1}}),
+                       zone({{54, 2}, {53, 0}}), zone({{53, 2}}), zone({{54, 1}, {53, 2}})});
     auto sf = openBytes(b.build(), "/lib/sounds/pads.sf2");
-
     Bank bank;
-    SharedRef<Program> program = importInto(*sf, 0, bank);
-    ASSERT_EQ(bank.waves.size(), 1u);
+    SharedRef<Program> p = importInto(*sf, 0, bank);
+
+    ASSERT_EQ(bank.waves.size(), 2u);
     const Wave& w = *bank.waves[0];
     EXPECT_EQ(w.name(), "Pad ");
     EXPECT_EQ(w.file().path(), "/lib/sounds/Pad ");
-    EXPECT_EQ(w.channels(), 2);
-    EXPECT_EQ(w.frames(), 40u);
-    EXPECT_EQ(w.sampleRate, 22050u);
-    EXPECT_EQ(w.root, 62);
-    EXPECT_EQ(w.fine, -20);
-    EXPECT_EQ(w.bits, 16);
-    EXPECT_EQ(w.sampleType, 2);
-    EXPECT_EQ(w.format, uint32_t(ZnPlug::kFormatUnknown));
+    EXPECT_EQ(std::tuple(w.channels(), w.frames(), w.sampleRate, w.root, w.fine), std::tuple(2, 40u, 22050u, 62, -20));
+    EXPECT_EQ(std::tuple(w.bits, w.sampleType, w.format), std::tuple(16, 2, uint32_t(ZnPlug::kFormatUnknown)));
     EXPECT_EQ(w.container.get(), static_cast<ZnLib::RefCounted*>(sf.get()));
     EXPECT_EQ(w.containerIndex, 0u);
     EXPECT_FLOAT_EQ(w.channelData(0)[5], 500.0f / 32768.0f);
     EXPECT_FLOAT_EQ(w.channelData(0)[3], -1.0f);
     EXPECT_FLOAT_EQ(w.channelData(1)[39], 3900.0f / 32768.0f);
     // The right sample's loop differs from the left one's, so it comes second.
-    ASSERT_EQ(w.loops.size(), 2u);
-    EXPECT_EQ(w.loops[0], ZnPlug::Loop(10, 30, ZnPlug::LoopMode::Forward, "0"));
-    EXPECT_EQ(w.loops[1], ZnPlug::Loop(12, 30, ZnPlug::LoopMode::Forward, "1"));
-}
+    EXPECT_EQ(w.loops, (std::vector<ZnPlug::Loop>{ZnPlug::Loop(10, 30, ZnPlug::LoopMode::Forward, "0"),
+                                                  ZnPlug::Loop(12, 30, ZnPlug::LoopMode::Forward, "1")}));
 
-TEST(SoundFontWaves, SampleModesPickTheRightSamplesLoopOfATwoLoopWave) {
-    Sf2Builder b;
-    Sf2Builder::Sample left = Sf2Builder::ramp("Pad L", 40, kLeft, 1), right = Sf2Builder::ramp("Pad R", 40, kRight, 0);
-    left.loopStart = 10, left.loopEnd = 30, right.loopStart = 12, right.loopEnd = 30;
-    b.addSample(left);
-    b.addSample(right);
-    Sf2Builder::Sample mono = Sf2Builder::ramp("Flute", 40);
-    mono.loopStart = 5, mono.loopEnd = 35;
-    b.addSample(mono);
-    b = withPreset(b, {zone({{54, 1}, {53, 1}}), zone({{54, 1}, {53, 0}}), zone({{54, 3}, {53, 1}}),
-                       zone({{54, 2}, {53, 0}}), zone({{53, 2}}), zone({{54, 1}, {53, 2}})});
-    Bank bank;
-    SharedRef<Program> p = importInto(*open(b), 0, bank);
     ASSERT_EQ(p->groups.size(), 6u);
     auto loops = [&](std::size_t g) {
         const Split& s = p->groups[g]->splits.front();

@@ -30,11 +30,17 @@ private:
     std::vector<std::string> answers_;
 };
 
+// Where `written` is found from `base`, and the index of the place it was found in.
+std::pair<std::string, int> found(std::vector<std::string>& places, const File& base, const std::string& written,
+                                  MV::FindMissing& find) {
+    int placeIndex = 7;
+    return {resolve(places, base, written, find, placeIndex).path(), placeIndex};
+}
+
 std::string resolveError(std::vector<std::string>& places, const File& base, const std::string& path) {
     MV::FindNothing nothing;
-    int placeIndex = 7;
     try {
-        resolve(places, base, path, nothing, placeIndex);
+        found(places, base, path, nothing);
     } catch (const std::runtime_error& e) {
         return e.what();
     }
@@ -53,9 +59,9 @@ TEST(Resolve, AProgramMovedWithItsSamplesFolderFindsItsWaves) {
 
     for (const char* written : {"Samples/Piano C3.wav", "Samples\\Piano C3.wav", "samples\\PIANO c3.WAV",
                                 "./Samples/../Samples/Piano C3.wav"}) {
-        const File found = resolve(places, program, written, nothing, placeIndex);
-        EXPECT_EQ(found.path(), wave) << written;
-        EXPECT_EQ(found.size(), 10u) << "time and size are read after the search";
+        const File file = resolve(places, program, written, nothing, placeIndex);
+        EXPECT_EQ(file.path(), wave) << written;
+        EXPECT_EQ(file.size(), 10u) << "time and size are read after the search";
         EXPECT_EQ(placeIndex, -1);
     }
     EXPECT_EQ(places.size(), 1u);
@@ -71,36 +77,28 @@ TEST(Resolve, AWindowsPathIsFoundThroughThePlacesByCuttingFromTheLeft) {
     const File document(t.put("docs/Bank.mvbank"));
     std::vector<std::string> places{t / "first", t / "new/"};
     MV::FindNothing nothing;
-    int placeIndex = -1;
+    const auto find = [&](const std::string& written) { return found(places, document, written, nothing); };
 
     const std::string deepest = t.put("new/lib/a/b.wav");
     const std::string middle = t.put("new/a/b.wav");
     const std::string last = t.put("new/b.wav");
-    EXPECT_EQ(resolve(places, document, "C:\\old\\lib\\a\\b.wav", nothing, placeIndex).path(), deepest);
-    EXPECT_EQ(placeIndex, 1);
+    EXPECT_EQ(find("C:\\old\\lib\\a\\b.wav"), std::pair(deepest, 1));
     std::filesystem::remove(deepest);
-    EXPECT_EQ(resolve(places, document, "C:\\old\\lib\\a\\b.wav", nothing, placeIndex).path(), middle);
+    EXPECT_EQ(find("C:\\old\\lib\\a\\b.wav"), std::pair(middle, 1));
     std::filesystem::remove(middle);
-    EXPECT_EQ(resolve(places, document, "C:\\old\\lib\\a\\b.wav", nothing, placeIndex).path(), last);
-    EXPECT_EQ(placeIndex, 1);
-
-    const std::string piano = t.put("first/Piano/a.wav");
-    EXPECT_EQ(resolve(places, document, "C:\\Samples\\Piano\\a.wav", nothing, placeIndex).path(), piano);
-    EXPECT_EQ(placeIndex, 0);
+    EXPECT_EQ(find("C:\\old\\lib\\a\\b.wav"), std::pair(last, 1));
+    EXPECT_EQ(find("C:\\Samples\\Piano\\a.wav"), std::pair(t.put("first/Piano/a.wav"), 0));
 
     // A relative path is tried behind each place before it is cut.
     const std::string strings = t.put("new/Strings/Samples/v.wav");
     t.put("first/Samples/v.wav");
-    EXPECT_EQ(resolve(places, document, "Strings\\Samples\\v.wav", nothing, placeIndex).path(), strings);
-    EXPECT_EQ(placeIndex, 1);
+    EXPECT_EQ(find("Strings\\Samples\\v.wav"), std::pair(strings, 1));
 
     // Nothing in the places: the tails are tried in the document's folder, then its file name.
-    const std::string beside = t.put("docs/Kit/snare.wav");
-    EXPECT_EQ(resolve(places, document, "D:\\Drums\\Kit\\snare.wav", nothing, placeIndex).path(), beside);
-    EXPECT_EQ(placeIndex, -1);
+    EXPECT_EQ(find("D:\\Drums\\Kit\\snare.wav"), std::pair(t.put("docs/Kit/snare.wav"), -1));
     const std::string loose = t.put("docs/kick.wav");
     std::vector<std::string> none;
-    EXPECT_EQ(resolve(none, document, "/gone/Drums/kick.wav", nothing, placeIndex).path(), loose);
+    EXPECT_EQ(found(none, document, "/gone/Drums/kick.wav", nothing).first, loose);
 }
 
 TEST(Resolve, ALibraryMovedAsAWholeNeedsOneAnswer) {
@@ -111,24 +109,19 @@ TEST(Resolve, ALibraryMovedAsAWholeNeedsOneAnswer) {
     const std::string c = t.put("disk2/Lib/Strings/c.wav");
     std::vector<std::string> places{t / "elsewhere"};
     ScriptedFind user({a});
-    int placeIndex = -1;
 
-    EXPECT_EQ(resolve(places, bank, "E:\\Lib\\Piano\\a.wav", user, placeIndex).path(), a);
+    EXPECT_EQ(found(places, bank, "E:\\Lib\\Piano\\a.wav", user), std::pair(a, 1));
     ASSERT_EQ(user.asked, (std::vector<std::string>{t / "songs/a.wav"}));
     EXPECT_EQ(places, (std::vector<std::string>{t / "elsewhere", t / "disk2"}));
-    EXPECT_EQ(placeIndex, 1);
-
-    EXPECT_EQ(resolve(places, bank, "E:\\Lib\\Piano\\b.wav", user, placeIndex).path(), b);
-    EXPECT_EQ(placeIndex, 1);
-    EXPECT_EQ(resolve(places, bank, "/mnt/old/Lib/Strings/c.wav", user, placeIndex).path(), c);
+    EXPECT_EQ(found(places, bank, "E:\\Lib\\Piano\\b.wav", user), std::pair(b, 1));
+    EXPECT_EQ(found(places, bank, "/mnt/old/Lib/Strings/c.wav", user).first, c);
     EXPECT_EQ(user.asked.size(), 1u) << "the learned root answers for the rest";
 
     // A file of another name teaches no root.
     const std::string other = t.put("picked/other.wav");
     ScriptedFind picked({other});
-    EXPECT_EQ(resolve(places, bank, "E:\\Lost\\z.wav", picked, placeIndex).path(), other);
+    EXPECT_EQ(found(places, bank, "E:\\Lost\\z.wav", picked), std::pair(other, -1));
     EXPECT_EQ(places.size(), 2u);
-    EXPECT_EQ(placeIndex, -1);
 }
 
 TEST(Resolve, FindNothingTurnsAMissingFileIntoAnError) {

@@ -203,5 +203,6 @@ TEST(Settings, TheFolderFollowsTheEnvironmentAndFailuresAreNamed) {
 
     std::filesystem::create_directories(temp / "home/settings.ini");
     Settings shadowed(temp / "home");
-    EXPECT_EQ(shadowed.lastError(), "Could not create settings file " + (temp / "home/settings.ini") + " - path exists");
+    EXPECT_EQ(shadowed.lastError(),
+              "Could not create settings file " + (temp / "home/settings.ini") + " - path exists");
 }

@@ -12,6 +12,7 @@
 #include "model/ProcessCallbacks.h"
 #include "persist/FindMissing.h"
 #include "persist/LoadedNothing.h"
+#include "persist/MVHandler.h"
 #include "persist/MVLoad.h"
 #include "persist/Schemas.h"
 #include "persist/SettingsTestFolder.h"
@@ -113,6 +114,13 @@ struct Loader {
     std::vector<std::string> places;
     MVLoad load;
 };
+
+// Elements told to a handler straight, past the schema.
+inline void start(MVHandler& h, const std::string& name,
+                  std::vector<ZnLib::XML::Attributes::Attribute> attributes = {}) {
+    h.startElement("", name, "mv:" + name, ZnLib::XML::Attributes(std::move(attributes)));
+}
+inline void end(MVHandler& h, const std::string& name) { h.endElement("", name, "mv:" + name); }
 
 inline std::span<const uint8_t> bytes(const std::string& text) {
     return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};

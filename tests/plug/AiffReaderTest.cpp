@@ -93,11 +93,12 @@ TEST(AiffReaderTest, SampleFormatsScaleToFullRange) {
         std::string shape;
         std::vector<float> want;
     } cases[] = {
-        {"16-bit stereo", aiffFile("AIFF", {commChunk(2, 2, 16, 44100), ssndChunk(be16Samples({-32768, 32767, 16384, 0}))}),
+        {"16-bit stereo",
+         aiffFile("AIFF", {commChunk(2, 2, 16, 44100), ssndChunk(be16Samples({-32768, 32767, 16384, 0}))}),
          "44100 Hz 2 x 2 end 2 16/2", {-1, 32767.0f / 32768, 0.5f, 0}},
         // 12 bits left-justified in two bytes are shifted down by 4.
-        {"12-bit", aiffFile("AIFF", {commChunk(1, 1, 12, 8000), ssndChunk(be16Samples({0x7FF0}))}), "8000 Hz 1 x 1 end 1 16/2",
-         {2047.0f / 2048}},
+        {"12-bit", aiffFile("AIFF", {commChunk(1, 1, 12, 8000), ssndChunk(be16Samples({0x7FF0}))}),
+         "8000 Hz 1 x 1 end 1 16/2", {2047.0f / 2048}},
         {"8-bit", aiffFile("AIFF", {commChunk(1, 2, 8, 8000), ssndChunk(Bytes().u8(0x80).u8(0x40))}),
          "8000 Hz 1 x 2 end 2 8/1", {-1, 0.5f}},
         {"24-bit", aiffFile("AIFF", {commChunk(1, 1, 24, 96000), ssndChunk(Bytes().u8(0x80).u8(0).u8(0))}),
@@ -110,7 +111,8 @@ TEST(AiffReaderTest, SampleFormatsScaleToFullRange) {
         {"fl32", aifc("fl32", 32, Bytes().f32be(0.75f).f32be(-3.0f)), "8000 Hz 1 x 2 end 2 32/3", {0.75f, -3}},
         {"FL64", aifc("FL64", 64, Bytes().f64be(-0.125).f64be(2.0)), "8000 Hz 1 x 2 end 2 32/3", {-0.125f, 2}},
         {"ulaw", aifc("ulaw", 16, Bytes().u8(0x80).u8(0xFF)), "8000 Hz 1 x 2 end 2 16/2", {32124 / 32768.0f, 0}},
-        {"ALAW", aifc("ALAW", 16, Bytes().u8(0xAA).u8(0xD5)), "8000 Hz 1 x 2 end 2 16/2", {32256 / 32768.0f, 8 / 32768.0f}},
+        {"ALAW", aifc("ALAW", 16, Bytes().u8(0xAA).u8(0xD5)), "8000 Hz 1 x 2 end 2 16/2",
+         {32256 / 32768.0f, 8 / 32768.0f}},
         {"NONE", aifc("NONE", 16, be16Samples({0x4000, 0})), "8000 Hz 1 x 2 end 2 16/2", {0.5f, 0}},
         {"name outside the size", aiffFile("AIFC", {shortComm, ssndChunk(be16Samples({0x2000}))}),
          "8000 Hz 1 x 1 end 1 16/2", {0.25f}},
@@ -139,7 +141,8 @@ TEST(AiffReaderTest, InstAndMarkersMakeTwoLoops) {
     EXPECT_EQ(w.root, 48);
     EXPECT_EQ(w.fine, -20);
     // No marker 9: the end counts as 1.
-    EXPECT_EQ(w.loops, (std::vector<Loop>{Loop(100, 200, LoopMode::Forward, "1"), Loop(50, 1, LoopMode::Bidirectional, "2")}));
+    EXPECT_EQ(w.loops,
+              (std::vector<Loop>{Loop(100, 200, LoopMode::Forward, "1"), Loop(50, 1, LoopMode::Bidirectional, "2")}));
     Wave off = loopsOf(60, 0, {0, 1, 2}, {0, 1, 2});
     ASSERT_EQ(off.loops.size(), 2u);
     EXPECT_EQ(off.loops[0].mode, LoopMode::None);
@@ -168,7 +171,8 @@ TEST(AiffReaderTest, DwvwIncludingTheExtraBitOfEitherSign) {
     // Channels follow each other, each starting on an even byte.
     Bytes both = dwvwEncode({5, -7, 100}, 16).add(dwvwEncode({-32768, 32767, 1}, 16));
     EXPECT_THAT(allSamples(decode(dwvw(2, 16, {5, -32768, -7, 32767, 100, 1}, both))),
-                Pointwise(FloatEq(), {5 / 32768.0f, -1.0f, -7 / 32768.0f, 32767 / 32768.0f, 100 / 32768.0f, 1 / 32768.0f}));
+                Pointwise(FloatEq(), {5 / 32768.0f, -1.0f, -7 / 32768.0f, 32767 / 32768.0f, 100 / 32768.0f,
+                                      1 / 32768.0f}));
     // A stream that ends too early.
     EXPECT_EQ(decodeError(dwvw(1, 16, std::vector<int>(40), dwvwEncode({1, 2000, -3}, 16))), "Address out of bounds");
 }

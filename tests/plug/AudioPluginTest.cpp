@@ -5,21 +5,14 @@
 #include <sstream>
 #include <vector>
 
+#include "WaveTestFiles.h"
 #include "plug/AudioPlugin.h"
 
 using namespace ZnPlug;
+using WaveTestFiles::thrownText;
 using Dir = AudioPlugin::Direction;
 
 namespace {
-
-std::string thrownText(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "<nothing thrown>";
-}
 
 // Records what the frame asks of it.
 struct ProbePlugin : AudioPlugin {
@@ -182,7 +175,8 @@ TEST(AudioPlugin, NullAndInactivePinsReadSilenceAndWriteDiscard) {
 TEST(AudioPlugin, DefaultBusesPairPinsAndLeaveALastMono) {
     ZnLib::SharedRef<AudioPlugin> p(new AudioPlugin, ZnLib::adoptRef);
     std::vector<std::string> pairs;
-    for (int i = 1; i < 16; i += 2) pairs.insert(pairs.end(), 2, "S " + std::to_string(i) + "+" + std::to_string(i + 1));
+    for (int i = 1; i < 16; i += 2)
+        pairs.insert(pairs.end(), 2, "S " + std::to_string(i) + "+" + std::to_string(i + 1));
     EXPECT_EQ(busNames(*p, Dir::Output), pairs);
     EXPECT_EQ(p->pin(Dir::Output, 15).bus->start, 14);
     EXPECT_EQ(p->pin(Dir::Output, 15).bus->shape, 2);

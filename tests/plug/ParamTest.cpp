@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <functional>
 
+#include "WaveTestFiles.h"
 #include "plug/AssignableParam.h"
 #include "plug/EnumParam.h"
 #include "plug/Param.h"
@@ -10,17 +10,9 @@
 #include "plug/WrapParamAsParameter.h"
 
 using namespace ZnPlug;
+using WaveTestFiles::thrownText;
 
 namespace {
-
-std::string thrownText(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "<nothing thrown>";
-}
 
 enum class Mode { Mono, Stereo, PingPong };
 inline constexpr std::array<const char*, 3> kModeNames = {"Mono", "Stereo", "PingPong"};

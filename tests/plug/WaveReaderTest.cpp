@@ -113,8 +113,9 @@ TEST(WaveReaderTest, DispatchByContentAndTheLoadWrapper) {
         writeFile(dir.file(c.file), c.content);
         EXPECT_EQ(loadError(dir.file(c.file)), "Could not load " + dir.file(c.file) + "\n - " + c.error);
     }
-    EXPECT_EQ(loadError(dir.file("missing.wav")), "Could not load " + dir.file("missing.wav") + "\n - Could not open file " +
-                                                      dir.file("missing.wav") + "\n - No such file or directory");
+    const std::string missing = dir.file("missing.wav");
+    EXPECT_EQ(loadError(missing),
+              "Could not load " + missing + "\n - Could not open file " + missing + "\n - No such file or directory");
     // A whole Ogg page header whose checksum does not match, and a shorter one.
     EXPECT_EQ(decodeError(Bytes().text("OggS").zeros(60)), "bad ogg stream");
     EXPECT_EQ(decodeError(Bytes().text("OggS").zeros(20)), "way to short ogg");

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,9 +35,9 @@ struct Bytes {
     Bytes& be16(unsigned x) { return u8(x >> 8).u8(x); }
     Bytes& be32(uint32_t x) { return be16(x >> 16).be16(x & 0xFFFF); }
     Bytes& f32le(float f) { return le32(std::bit_cast<uint32_t>(f)); }
-    Bytes& f64le(double d) { return le32(uint32_t(std::bit_cast<uint64_t>(d))).le32(uint32_t(std::bit_cast<uint64_t>(d) >> 32)); }
+    Bytes& f64le(double d) { return le32(uint32_t(std::bit_cast<uint64_t>(d))).le32(std::bit_cast<uint64_t>(d) >> 32); }
     Bytes& f32be(float f) { return be32(std::bit_cast<uint32_t>(f)); }
-    Bytes& f64be(double d) { return be32(uint32_t(std::bit_cast<uint64_t>(d) >> 32)).be32(uint32_t(std::bit_cast<uint64_t>(d))); }
+    Bytes& f64be(double d) { return be32(std::bit_cast<uint64_t>(d) >> 32).be32(uint32_t(std::bit_cast<uint64_t>(d))); }
     Bytes& text(const std::string& s) {
         v.insert(v.end(), s.begin(), s.end());
         return *this;
@@ -53,53 +54,38 @@ struct Bytes {
     ZnLib::ByteReader reader() const { return ZnLib::ByteReader(v.data(), v.size()); }
 };
 
-// A RIFF chunk: id, little-endian size, data, pad byte when odd.
-inline Bytes riffChunk(const std::string& id, const Bytes& data) {
+// A chunk: id, size (big-endian in AIFF files), data, pad byte when odd.
+inline Bytes chunk(const std::string& id, const Bytes& data, bool bigEndian) {
     Bytes b;
-    b.text(id).le32(uint32_t(data.size())).add(data);
+    b.text(id);
+    bigEndian ? b.be32(uint32_t(data.size())) : b.le32(uint32_t(data.size()));
+    b.add(data);
     if (data.size() & 1) b.u8(0);
     return b;
 }
+inline Bytes riffChunk(const std::string& id, const Bytes& data) { return chunk(id, data, false); }
+inline Bytes aiffChunk(const std::string& id, const Bytes& data) { return chunk(id, data, true); }
 
-inline Bytes riffFile(const std::vector<Bytes>& chunks) {
+// A whole file: the outer chunk holding the form type and `chunks`.
+inline Bytes form(const std::string& outer, const std::string& type, const std::vector<Bytes>& chunks) {
     Bytes body;
-    body.text("WAVE");
+    body.text(type);
     for (const Bytes& c : chunks) body.add(c);
-    Bytes b;
-    b.text("RIFF").le32(uint32_t(body.size())).add(body);
-    return b;
+    return chunk(outer, body, outer == "FORM");
 }
+inline Bytes riffFile(const std::vector<Bytes>& chunks) { return form("RIFF", "WAVE", chunks); }
+inline Bytes aiffFile(const std::string& type, const std::vector<Bytes>& chunks) { return form("FORM", type, chunks); }
 
-inline Bytes fmtChunk(unsigned tag, unsigned channels, uint32_t rate, unsigned bits) {
+inline Bytes fmtChunk(unsigned tag, unsigned channels, uint32_t rate, unsigned bits, const Bytes& extension = {}) {
     Bytes d;
     d.le16(tag).le16(channels).le32(rate).le32(rate * channels * bits / 8).le16(channels * bits / 8).le16(bits);
-    return riffChunk("fmt ", d);
+    return riffChunk("fmt ", d.add(extension));
 }
 
 // WAVE_FORMAT_EXTENSIBLE with the sub-format's tag in the GUID's first two bytes.
 inline Bytes extensibleFmt(unsigned channels, uint32_t rate, unsigned bits, unsigned validBits, unsigned subTag,
                            unsigned cbSize = 22) {
-    Bytes d;
-    d.le16(0xFFFE).le16(channels).le32(rate).le32(rate * channels * bits / 8).le16(channels * bits / 8).le16(bits);
-    d.le16(cbSize).le16(validBits).le32(0).le16(subTag).zeros(14);
-    return riffChunk("fmt ", d);
-}
-
-// An AIFF chunk: id, big-endian size, data, pad byte when odd.
-inline Bytes aiffChunk(const std::string& id, const Bytes& data) {
-    Bytes b;
-    b.text(id).be32(uint32_t(data.size())).add(data);
-    if (data.size() & 1) b.u8(0);
-    return b;
-}
-
-inline Bytes aiffFile(const std::string& formType, const std::vector<Bytes>& chunks) {
-    Bytes body;
-    body.text(formType);
-    for (const Bytes& c : chunks) body.add(c);
-    Bytes b;
-    b.text("FORM").be32(uint32_t(body.size())).add(body);
-    return b;
+    return fmtChunk(0xFFFE, channels, rate, bits, Bytes().le16(cbSize).le16(validBits).le32(0).le16(subTag).zeros(14));
 }
 
 // 80-bit IEEE extended, big-endian, of a non-negative value.
@@ -114,26 +100,19 @@ inline Bytes extended80(double value) {
     return b;
 }
 
-inline Bytes commChunk(unsigned channels, uint32_t frames, unsigned bits, double rate) {
-    Bytes d;
-    d.be16(channels).be32(frames).be16(bits).add(extended80(rate));
-    return aiffChunk("COMM", d);
+inline Bytes commChunk(unsigned channels, uint32_t frames, unsigned bits, double rate, const Bytes& aifc = {}) {
+    return aiffChunk("COMM", Bytes().be16(channels).be32(frames).be16(bits).add(extended80(rate)).add(aifc));
 }
 
 inline Bytes aifcComm(unsigned channels, uint32_t frames, unsigned bits, double rate, const std::string& compression,
                       const std::string& name) {
     Bytes d;
-    d.be16(channels).be32(frames).be16(bits).add(extended80(rate)).text(compression);
-    d.u8(unsigned(name.size())).text(name);
+    d.text(compression).u8(unsigned(name.size())).text(name);
     if ((name.size() + 1) & 1) d.u8(0);
-    return aiffChunk("COMM", d);
+    return commChunk(channels, frames, bits, rate, d);
 }
 
-inline Bytes ssndChunk(const Bytes& samples) {
-    Bytes d;
-    d.be32(0).be32(0).add(samples);
-    return aiffChunk("SSND", d);
-}
+inline Bytes ssndChunk(const Bytes& samples) { return aiffChunk("SSND", Bytes().be32(0).be32(0).add(samples)); }
 
 inline Bytes fverChunk(uint32_t version = 0xA2805140) { return aiffChunk("FVER", Bytes().be32(version)); }
 
@@ -142,9 +121,7 @@ class ScratchDir {
 public:
     ScratchDir() {
         std::string pattern = ZnLib::TempFile::folder() + "/wavetest-XXXXXX";
-        std::vector<char> buf(pattern.begin(), pattern.end());
-        buf.push_back('\0');
-        path_ = ::mkdtemp(buf.data()) ? std::string(buf.data()) : std::string();
+        path_ = ::mkdtemp(pattern.data()) ? pattern : std::string();
     }
     ~ScratchDir() {
         std::error_code ec;
@@ -209,6 +186,16 @@ inline std::optional<Bytes> findRiffChunk(const Bytes& file, const std::string& 
         pos += 8 + size + (size & 1);
     }
     return std::nullopt;
+}
+
+// The text of what `f` throws.
+inline std::string thrownText(const std::function<void()>& f) {
+    try {
+        f();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "<nothing thrown>";
 }
 
 inline bool haveTool(const char* name) {

@@ -206,6 +206,9 @@ private:
     // The modulators that a slot of the audio or control run reads or feeds: they must move
     // sample by sample. The others may move a block at a time.
     uint8_t sampledModulators() const noexcept;
+    // True while every slot of the audio run adds exactly 0: no amount, a via at 0 that is not a
+    // modulator (so it stays 0 for the render call). Such a voice needs no per-sample slots.
+    bool audioSlotsDormant() const noexcept;
     // The modulators of `which` move `n` samples on at once, ending where stepping would.
     void advanceModulators(int32_t n, uint8_t which) noexcept;
     // The playing voice whose LFO phase a "Group" or "Voice" synced one takes, or null.

@@ -169,14 +169,32 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
     // ENV1 to SEQ3 move sample by sample only where a slot reads or feeds them.
     const uint8_t sampled = call.modulated ? sampledModulators() : 0;
     // Without an audio run and outside a slew the slots give one value for the whole sub-block.
-    const bool slotsHold = call.modulated && n_audio == 0 && smooth_left == 0;
-    if ((!call.modulated || slotsHold) && !gliding && state == kSustain) {
-        // Nothing moves: level and pitch hold for the whole sub-block.
-        if (slotsHold) holdModulatedLanes(lanes, n);
-        aeg.step(state);
-        advanceModulators(n, kAllModulators);
-        FastMath::fill(amp, static_gain * aeg.out, n);
+    const bool slotsHold = call.modulated && smooth_left == 0 && (n_audio == 0 || audioSlotsDormant());
+    if ((!call.modulated || slotsHold) && !gliding) {
+        // Pitch and the slots hold for the whole sub-block; only the AEG may move.
+        if (slotsHold) {
+            holdModulatedLanes(lanes, n);
+        } else {
+            const float p = glide_pitch + dest.pitch + dest.pitch_raw;
+            if (p != last_pitch) {
+                pitch_ratio = std::exp2(p);
+                last_pitch = p;
+            }
+        }
         FastMath::fill(pitch, pitch_ratio, n);
+        if (state == kSustain) {
+            aeg.step(state);
+            advanceModulators(n, kAllModulators);
+            FastMath::fill(amp, static_gain * aeg.out, n);
+            return n;
+        }
+        // Attack and decays: a long piano decay spends seconds here with nothing else moving.
+        for (int32_t i = 0; i < n; ++i) {
+            aeg.step(state);
+            amp[i] = static_gain * aeg.out;
+            if (state == kIdle) return i + 1;
+        }
+        advanceModulators(n, kAllModulators);
         return n;
     }
     for (int32_t i = 0; i < n; ++i) {
@@ -254,6 +272,18 @@ void Voice::writeModulatedLanes(VoiceLanes& lanes, int32_t i) {
         const auto l = unsigned(std::countr_zero(m));
         lanes.lanes[l][std::size_t(i)] = laneValue(*this, l);
     }
+}
+
+bool Voice::audioSlotsDormant() const noexcept {
+    const float* modulatorOutputs[] = {&aeg.out,  &env1.out, &env2.out, &lfo1.out,
+                                       &lfo2.out, &seq1.out, &seq2.out, &seq3.out};
+    for (int32_t i = 0; i < n_audio; ++i) {
+        const ModSlot& s = slots[std::size_t(i)];
+        if (s.amount != 0 || *s.via != 0) return false;
+        for (const float* out : modulatorOutputs)
+            if (s.via == out) return false;
+    }
+    return true;
 }
 
 void Voice::holdModulatedLanes(VoiceLanes& lanes, int32_t n) {

@@ -257,6 +257,40 @@ TEST(ModMatrix, LfoOnPitchMakesAVibratoOfItsDepth) {
     EXPECT_NEAR(low, 441.0 / std::pow(2.0, 1.0 / 12), 1.5);
 }
 
+TEST(ModMatrix, AWheelGatedVibratoSoundsOnlyOnceTheWheelMoves) {
+    // While the wheel is at 0 the voice skips its per-sample slots: it must sound exactly like a
+    // voice without the entry, and take the vibrato up as soon as the wheel moves.
+    constexpr double kPi = 3.14159265358979323846;
+    auto sine = [](unsigned, uint32_t i) { return float(std::sin(2 * kPi * 441 * i / 44100.0)); };
+    VoiceRig gated(makeWave(88200, 1, sine)), plain(makeWave(88200, 1, sine));
+    for (VoiceRig* rig : {&gated, &plain}) {
+        rig->setLoop(0, 88200, ZnPlug::LoopMode::Forward);
+        rig->group->lfo1.rate = float(ZnPlug::RateLaw::fromHz(5));
+        rig->group->aeg.decay1 = float(ZnPlug::TimeLaw::fromMs(2000));
+        rig->group->aeg.sustain = 0.5f;
+    }
+    gated.group->modulation[0] = entry(kSourceLfo1, kDestPitch, 0, kSourceModWheel, 100);
+    ASSERT_NE(gated.start(60), nullptr);
+    ASSERT_NE(plain.start(60), nullptr);
+    for (int block = 0; block < 40; ++block) {
+        gated.host.run(256);
+        plain.host.run(256);
+        for (int i = 0; i < 256; ++i) ASSERT_EQ(gated.host.at(0, i), plain.host.at(0, i)) << "block " << block;
+    }
+    for (VoiceRig* rig : {&gated, &plain}) {
+        auto wheel = event(0xB0, 1, 127, 0);
+        rig->engine.processEvents(&wheel, 1);
+    }
+    float difference = 0;
+    for (int block = 0; block < 40; ++block) {
+        gated.host.run(256);
+        plain.host.run(256);
+        for (int i = 0; i < 256; ++i)
+            difference = std::max(difference, std::fabs(gated.host.at(0, i) - plain.host.at(0, i)));
+    }
+    EXPECT_GT(difference, 0.1f);
+}
+
 namespace {
 // An insert that scales its first parameter's modulation by 10 and keeps what the voice gave it.
 struct ProbeInsert : FX::Insert {

@@ -62,11 +62,9 @@ struct Rig {
     std::array<float*, 16> pointers{};
 };
 
-void renderVoices(benchmark::State& state) {
-    const int interpolation = int(state.range(0));
-    const auto channels = uint8_t(state.range(1));
-    const int voices = int(state.range(2));
-    Rig rig(interpolation, channels, voices);
+// Renders the rig's first `voices` voices block after block, and reports the cost per
+// voice-sample; a voice that ends during the run spoils the figure.
+void measure(benchmark::State& state, Rig& rig, int voices) {
     for (auto _ : state) {
         for (int v = 0; v < voices; ++v) rig.engine.voice(v).render(rig.engine, 0, kBlock);
         benchmark::DoNotOptimize(rig.buffers[0].data());
@@ -75,11 +73,19 @@ void renderVoices(benchmark::State& state) {
     int playing = 0;
     for (int v = 0; v < voices; ++v) playing += rig.engine.voice(v).idle() ? 0 : 1;
     if (playing != voices) state.SkipWithError("a voice ended");
-    const std::string name = kInterpolationNames[std::size_t(interpolation)];
-    state.SetLabel(name + (channels == 2 ? " stereo" : " mono"));
     state.counters["per_voice_sample"] = benchmark::Counter(double(voices) * kBlock,
                                                            benchmark::Counter::kIsIterationInvariantRate |
                                                                benchmark::Counter::kInvert);
+}
+
+void renderVoices(benchmark::State& state) {
+    const int interpolation = int(state.range(0));
+    const auto channels = uint8_t(state.range(1));
+    const int voices = int(state.range(2));
+    Rig rig(interpolation, channels, voices);
+    const std::string name = kInterpolationNames[std::size_t(interpolation)];
+    state.SetLabel(name + (channels == 2 ? " stereo" : " mono"));
+    measure(state, rig, voices);
 }
 
 // On a shared machine the fastest of several repetitions is the figure to read.
@@ -111,18 +117,8 @@ void renderFilteredVoices(benchmark::State& state) {
     for (int v = 0; v < voices; ++v)
         rig.engine.findFreeVoice()->start(rig.engine, rig.engine.channel(0), slot, g, *slot.program,
                                           uint8_t(48 + v % 25), 100, 0, uint32_t(v + 1), false);
-    for (auto _ : state) {
-        for (int v = 0; v < voices; ++v) rig.engine.voice(v).render(rig.engine, 0, kBlock);
-        benchmark::DoNotOptimize(rig.buffers[0].data());
-        benchmark::ClobberMemory();
-    }
-    int playing = 0;
-    for (int v = 0; v < voices; ++v) playing += rig.engine.voice(v).idle() ? 0 : 1;
-    if (playing != voices) state.SkipWithError("a voice ended");
     state.SetLabel(std::string("Hermite stereo, low pass ") + kFilterSlopeNames[slope] + ", 2 LFOs");
-    state.counters["per_voice_sample"] = benchmark::Counter(double(voices) * kBlock,
-                                                           benchmark::Counter::kIsIterationInvariantRate |
-                                                               benchmark::Counter::kInvert);
+    measure(state, rig, voices);
 }
 
 BENCHMARK(renderFilteredVoices)
@@ -164,18 +160,8 @@ void renderModulatedVoices(benchmark::State& state) {
                                           uint8_t(48 + v % 25), 100, 0, uint32_t(v + 1), false);
     if (rig.engine.voice(0).n_audio != 2 || rig.engine.voice(0).n_control != 3)
         state.SkipWithError("the slots are not two audio ones and one control one");
-    for (auto _ : state) {
-        for (int v = 0; v < voices; ++v) rig.engine.voice(v).render(rig.engine, 0, kBlock);
-        benchmark::DoNotOptimize(rig.buffers[0].data());
-        benchmark::ClobberMemory();
-    }
-    int playing = 0;
-    for (int v = 0; v < voices; ++v) playing += rig.engine.voice(v).idle() ? 0 : 1;
-    if (playing != voices) state.SkipWithError("a voice ended");
     state.SetLabel("Hermite stereo, filter, 2 LFOs, wheel");
-    state.counters["per_voice_sample"] = benchmark::Counter(double(voices) * kBlock,
-                                                           benchmark::Counter::kIsIterationInvariantRate |
-                                                               benchmark::Counter::kInvert);
+    measure(state, rig, voices);
 }
 
 BENCHMARK(renderModulatedVoices)

@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <exception>
@@ -33,8 +34,25 @@ struct RenderArgs {
     double tail = 10;
     std::string format = "24";
     double gainDb = 0;
+    std::string preset;
     bool quiet = false;
 };
+
+// "BANK:PROG" of --preset: every channel the song plays gets that one preset.
+std::vector<MV::ChannelChoice> forcedPreset(const std::string& text, std::vector<MV::ChannelChoice> choices) {
+    int bank = 0, program = 0;
+    char end = 0;
+    if (ZnLib::Text::scan(text.c_str(), "%d:%d%c", &bank, &program, &end) != 2 || bank < 0 || bank > 16383 ||
+        program < 0 || program > 127)
+        throw std::runtime_error("--preset takes BANK:PROG, for example 0:48 (got \"" + text + "\")");
+    std::vector<MV::ChannelChoice> forced;
+    for (const MV::ChannelChoice& c : choices) {
+        const bool seen = std::any_of(forced.begin(), forced.end(),
+                                      [&](const MV::ChannelChoice& f) { return f.channel == c.channel; });
+        if (!seen) forced.push_back({c.channel, bank, uint16_t(program)});
+    }
+    return forced;
+}
 
 const std::map<std::string, uint8_t> kInterpolations = {{"default", 0}, {"draft", 1},  {"hermite", 2},
                                                         {"sinc32", 3},  {"sinc64", 4}, {"sinc128", 5}};
@@ -80,8 +98,11 @@ int runRender(const RenderArgs& args) {
         Cli::loadDemoInstrument(engine);
     } else {
         // A SoundFont brings only the presets that the song asks for.
-        const auto choices = Cli::isSoundFont(instrument) ? Cli::songChannelChoices(song)
-                                                          : std::vector<MV::ChannelChoice>{};
+        auto choices = Cli::isSoundFont(instrument) ? Cli::songChannelChoices(song) : std::vector<MV::ChannelChoice>{};
+        if (!args.preset.empty()) {
+            if (!Cli::isSoundFont(instrument)) throw std::runtime_error("--preset needs a SoundFont instrument");
+            choices = forcedPreset(args.preset, std::move(choices));
+        }
         auto bank = Cli::loadInstrument(instrument, choices, engine.store().places());
         engine.adoptBank(*bank);
     }
@@ -191,6 +212,8 @@ int main(int argc, char** argv) {
     renderCmd->add_option("-g,--gain", render.gainDb, "Gain in dB applied to the whole render before writing")
         ->capture_default_str()
         ->check(CLI::Range(-60.0, 24.0));
+    renderCmd->add_option("-p,--preset", render.preset,
+                          "With a SoundFont: BANK:PROG, the one preset every channel of the song plays");
     renderCmd->add_flag("-q,--quiet", render.quiet, "No progress bar and no summary");
 
     InfoArgs info;

@@ -77,7 +77,9 @@ float lfoRate(double hz) {
     return float(hz < 0 ? -v : v);
 }
 
-float gainAtMost1(double db) { return float(std::min(std::pow(10.0, db / 20.0), 1.0)); }
+// Generators 37 and 48 are attenuations: a positive value lowers the level. `per` is 20 for an
+// amplitude, 40 for the AEG's level, which the AEG squares.
+float attenuationGain(double db, double per) { return float(std::clamp(std::pow(10.0, -db / per), 0.0, 1.0)); }
 
 int8_t clampKey(int v) { return int8_t(std::clamp(v, 0, 127)); }
 
@@ -103,6 +105,9 @@ SFGroup::SFGroup() {
     env1.level1 = 1;
     env1.level3 = 1;
     aeg.level1 = 1;
+    // A zone without an attenuation plays at full level, so that zones with and without one
+    // keep their balance.
+    amp = 1;
 }
 
 double SFGroup::cutoffLaw(double hz) { return FrequencyLaw::fromHz(hz); }
@@ -147,8 +152,7 @@ void SFGroup::apply(const SFGenerator& g, const SampleLookup& lookup) {
     case kAttackVolEnv: aeg.attack = timeLaw(convert(g)); break;
     case kHoldVolEnv: aeg.decay1 = timeLaw(convert(g)); break;
     case kDecayVolEnv: aeg.decay2 = timeLaw(convert(g)); break;
-    // The attenuation's sign is not turned: the value goes in as decibels of gain.
-    case kSustainVolEnv: aeg.sustain = gainAtMost1(convert(g)); break;
+    case kSustainVolEnv: aeg.sustain = attenuationGain(convert(g), 40.0); break;
     case kReleaseVolEnv: aeg.release = timeLaw(convert(g)); break;
     case kKeyRange:
         range.lowKey = fade.lowKey = clampKey(lowByte);
@@ -158,7 +162,7 @@ void SFGroup::apply(const SFGenerator& g, const SampleLookup& lookup) {
         range.lowVel = fade.lowVel = clampKey(lowByte);
         range.highVel = fade.highVel = clampKey(highByte);
         break;
-    case kInitialAttenuation: amp = gainAtMost1(convert(g)); break;
+    case kInitialAttenuation: amp = attenuationGain(convert(g), 20.0); break;
     case kCoarseTune: coarse = int8_t(lowByte); break;
     case kFineTune: fine = int8_t(lowByte); break;
     case kSampleId: setSample(lookup(uint16_t(g.raw))); break;

@@ -263,17 +263,16 @@ SharedRef<Program> SoundFont::Impl::importPreset(std::size_t index, Bank& target
     const std::size_t end = file->presetHeader(entry.header + 1).bagIndex;
     const auto zones = presetZones(first, std::max(first, end));
 
-    // The global zone (no instrument) is the base of every other zone, wherever it stands; an
-    // ordinary zone's generators do not carry into the next one.
+    // The global zone (no instrument) is the base of the zones after it only; an ordinary
+    // zone's generators do not carry into the next one.
     GeneratorMap global;
-    for (const auto& zone : zones)
-        if (!hasGenerator(zone, SFGroup::kInstrument))
-            for (const auto& g : zone)
-                if (!presetLevelExcluded(g.number)) setGenerator(global, g);
-
     std::size_t built = 0;
     for (const auto& zone : zones) {
-        if (!hasGenerator(zone, SFGroup::kInstrument)) continue;
+        if (!hasGenerator(zone, SFGroup::kInstrument)) {
+            for (const auto& g : zone)
+                if (!presetLevelExcluded(g.number)) setGenerator(global, g);
+            continue;
+        }
         GeneratorMap map = global;
         for (const auto& g : zone) {
             if (g.number == SFGroup::kInstrument) {
@@ -296,13 +295,12 @@ void SoundFont::Impl::importInstrument(std::size_t instrument, const GeneratorMa
     const auto zones = instrumentZones(first, std::max(first, end));
 
     GeneratorMap global;
-    for (const auto& zone : zones)
-        if (!hasGenerator(zone, SFGroup::kSampleId))
-            for (const auto& g : zone) setGenerator(global, g);
-
     const SFGroup::SampleLookup lookup = [&](uint16_t s) { return sample(s, target, progress); };
     for (const auto& zone : zones) {
-        if (!hasGenerator(zone, SFGroup::kSampleId)) continue;
+        if (!hasGenerator(zone, SFGroup::kSampleId)) {
+            for (const auto& g : zone) setGenerator(global, g);
+            continue;
+        }
         if (++built > kMaxZonesPerPreset) throw std::length_error("Too many zones");
         GeneratorMap map = global;
         for (const auto& g : zone) {

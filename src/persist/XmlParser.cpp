@@ -151,6 +151,24 @@ std::string qualified(const xmlChar* prefix, const xmlChar* localName) {
     return q + std::string(text(localName));
 }
 
+// Without entity substitution the parser hands every "&" of an attribute value on as "&#38;",
+// whether the document wrote "&amp;", "&#38;" or "&#x26;"; every other reference arrives as its
+// character. So "&#38;" here always stands for one "&".
+std::string attributeValue(const char* begin, const char* end) {
+    if (!begin || end < begin) return {};
+    std::string_view raw(begin, std::size_t(end - begin));
+    constexpr std::string_view kAmpersand = "&#38;";
+    std::string value;
+    value.reserve(raw.size());
+    for (std::size_t at = 0;;) {
+        const std::size_t hit = raw.find(kAmpersand, at);
+        value.append(raw.substr(at, hit == std::string_view::npos ? std::string_view::npos : hit - at));
+        if (hit == std::string_view::npos) return value;
+        value.push_back('&');
+        at = hit + kAmpersand.size();
+    }
+}
+
 void onStartElement(void* user, const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri, int namespaceCount,
                     const xmlChar** namespaces, int attributeCount, int, const xmlChar** attributes) {
     Walk* w = walkOf(user);
@@ -163,10 +181,8 @@ void onStartElement(void* user, const xmlChar* localName, const xmlChar* prefix,
         // Five pointers per attribute: local name, prefix, namespace, value start, value end.
         for (int i = 0; i < attributeCount; ++i) {
             const xmlChar** a = attributes + 5 * i;
-            const char* begin = reinterpret_cast<const char*>(a[3]);
-            const char* end = reinterpret_cast<const char*>(a[4]);
             list.push_back({std::string(text(a[0])), std::string(text(a[2])),
-                            begin && end >= begin ? std::string(begin, end) : std::string()});
+                            attributeValue(reinterpret_cast<const char*>(a[3]), reinterpret_cast<const char*>(a[4]))});
         }
         w->handler->startElement(text(uri), text(localName), qualified(prefix, localName), Attributes(std::move(list)));
     } catch (...) {

@@ -241,11 +241,7 @@ void RiffReader::read(ByteReader file, Wave& wave) {
     uint16_t bitsPerSample = fmt.u16le();
     unsigned bytes = bitsPerSample / 8;  // a 12-bit file counts as one byte
     unsigned validBits = bytes * 8;
-    if (channels == 0 || channels > 255 || bytes == 0) invalidFormatChunk();
-
-    uint64_t dataSize = chunks.data->size();
-    uint32_t frames = (tag == kTagPcm || !chunks.factFrames) ? uint32_t(dataSize / (uint64_t(bytes) * channels))
-                                                              : *chunks.factFrames;
+    const bool framesFromSize = tag == kTagPcm || !chunks.factFrames;
     if (tag == kTagExtensible) {
         ByteReader ext = chunks.fmt->view(0, 40);
         ext.seek(16);
@@ -255,10 +251,16 @@ void RiffReader::read(ByteReader file, Wave& wave) {
         tag = ext.u16le();
         if (valid != 0) validBits = valid;
     }
-    unsigned stride = bytes;
-    if (tag == kTagFloat) stride = bytes == 4 ? 4 : 8;
+    // A compressed format of under 8 bits a sample (ADPCM) is unsupported, not a broken chunk:
+    // the format decides before the width guard, which only keeps the division below safe.
     if (tag != kTagPcm && tag != kTagFloat && tag != kTagAlaw && tag != kTagMulaw)
         throw std::runtime_error("Unsupported format");
+    if (channels == 0 || channels > 255 || bytes == 0) invalidFormatChunk();
+
+    uint64_t dataSize = chunks.data->size();
+    uint32_t frames = framesFromSize ? uint32_t(dataSize / (uint64_t(bytes) * channels)) : *chunks.factFrames;
+    unsigned stride = bytes;
+    if (tag == kTagFloat) stride = bytes == 4 ? 4 : 8;
 
     // The samples may run on past the "data" chunk (a "fact" count says so), but never past the file.
     std::size_t dataAt = std::size_t(chunks.data->data() - file.data());

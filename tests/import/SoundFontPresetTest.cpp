@@ -48,12 +48,16 @@ TEST(SoundFontMerge, RangesIntersectWithThePresetZoneAndEmptyOverlapsAreDropped)
                     ->groups.empty());
 }
 
-TEST(SoundFontMerge, GlobalZonesCountWhereverTheyStandAndOrdinaryZonesDoNotCarryOn) {
-    // Preset level: the global zone behind the zone it bases; instrument level: likewise.
-    SharedRef<Program> p = importPreset({Zone{{{53, 0}}}, Zone{{{48, -60}}}}, {Zone{{{41, 0}}}, Zone{{{17, 200}}}});
-    ASSERT_EQ(p->groups.size(), 1u);
-    EXPECT_FLOAT_EQ(p->groups[0]->pan, 0.4f);
-    EXPECT_NEAR(p->groups[0]->amp, std::pow(10.0, -0.3), 1e-6);
+TEST(SoundFontMerge, GlobalZonesBaseTheZonesAfterThemAndOrdinaryZonesDoNotCarryOn) {
+    // At both levels a global zone bases the zones after it and not those before it.
+    SharedRef<Program> p = importPreset({Zone{{{53, 0}}}, Zone{{{48, 60}}}, Zone{{{53, 0}}}},
+                                        {Zone{{{41, 0}}}, Zone{{{17, 200}}}, Zone{{{41, 0}}}});
+    ASSERT_EQ(p->groups.size(), 4u);
+    EXPECT_FLOAT_EQ(p->groups[0]->pan, 0.0f);
+    EXPECT_FLOAT_EQ(p->groups[0]->amp, 1.0f);
+    EXPECT_NEAR(p->groups[1]->amp, std::pow(10.0, -0.3), 1e-6);
+    EXPECT_FLOAT_EQ(p->groups[2]->pan, 0.4f);
+    EXPECT_FLOAT_EQ(p->groups[2]->amp, 1.0f);
 
     // A drum kit: the first zone's key range stays with that zone.
     Sf2Builder b;
@@ -95,7 +99,7 @@ TEST(SoundFontMerge, PresetValuesAddAsSixteenBitsOnTheZoneOrOnTheDefault) {
 TEST(SoundFontMerge, GeneratorsLandOnTheirGroupFields) {
     const Group g = single({{5, 50},    {6, -30},   {7, 1200},  {9, 30},   {13, -60},  {21, -1200}, {22, 0},
                             {26, 0},    {28, 1200}, {29, 300},  {30, -2400}, {34, -1200}, {35, 0},    {36, 1200},
-                            {37, -60},  {38, 2400}, {48, 100},  {51, -12}, {52, 30},   {56, 0},    {58, 72}});
+                            {37, 100},  {38, 2400}, {48, 100},  {51, -12}, {52, 30},   {56, 0},    {58, 72}});
     const double k = 20 * std::log10(3.0);
     EXPECT_FLOAT_EQ(g.modulation[SFGroup::kRowLfo1ToPitch].amount, 50);
     EXPECT_FLOAT_EQ(g.modulation[SFGroup::kRowLfo2ToPitch].amount, -30);
@@ -111,10 +115,12 @@ TEST(SoundFontMerge, GeneratorsLandOnTheirGroupFields) {
     EXPECT_FLOAT_EQ(g.aeg.attack, float(ZnPlug::TimeLaw::fromMs(500)));
     EXPECT_FLOAT_EQ(g.aeg.decay1, float(ZnPlug::TimeLaw::fromMs(1000)));
     EXPECT_FLOAT_EQ(g.aeg.decay2, float(ZnPlug::TimeLaw::fromMs(2000)));
-    EXPECT_NEAR(g.aeg.sustain, std::pow(10.0, -0.3), 1e-6);
+    // Both attenuations lower the level; the AEG squares its own, hence the 40.
+    EXPECT_NEAR(g.aeg.sustain, std::pow(10.0, -10.0 / 40), 1e-6);
+    EXPECT_NEAR(g.amp, std::pow(10.0, -10.0 / 20), 1e-6);
+    EXPECT_FLOAT_EQ(single({{37, -60}, {48, -60}}).amp, 1.0f);
+    EXPECT_FLOAT_EQ(single({{37, -60}}).aeg.sustain, 1.0f);
     EXPECT_FLOAT_EQ(g.aeg.release, float(ZnPlug::TimeLaw::fromMs(4000)));
-    // Attenuation goes in as gain, sign unturned, limited to 1.
-    EXPECT_FLOAT_EQ(g.amp, 1.0f);
     EXPECT_EQ(g.coarse, -12);
     EXPECT_EQ(g.fine, 30);
     EXPECT_EQ(g.tuning, kTuningFixed);
@@ -127,9 +133,9 @@ TEST(SoundFontMerge, GeneratorsLandOnTheirGroupFields) {
     EXPECT_EQ(modulationDestinationName(g.modulation[1].destination), "LFO2 Amp");
     EXPECT_EQ(g.env1.level1, 1.0f);
     EXPECT_EQ(g.env1.level3, 1.0f);
-    // Without a generator the group keeps its own defaults: level 0.5, filter off.
+    // Without a generator: full level, filter off.
     const Group plain = single({});
-    EXPECT_FLOAT_EQ(plain.amp, 0.5f);
+    EXPECT_FLOAT_EQ(plain.amp, 1.0f);
     EXPECT_EQ(plain.filter.type, kFilterOff);
     EXPECT_EQ(plain.tuning, kTuningNormal);
 }

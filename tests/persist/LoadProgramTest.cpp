@@ -266,6 +266,19 @@ TEST(LoadProgramTest, EncodingsAndBadValues) {
               "Could not load " + folder.path("p.mvprog") + "\n - Element '{" + Schemas::documentNamespace("program") +
                   "}program', attribute '{" + Schemas::documentNamespace("program") + "}colour': The attribute '{" +
                   Schemas::documentNamespace("program") + "}colour' is not allowed.");
+    // However an ampersand or another character is written, the model gets the character.
+    GroupDoc named;
+    std::string group;
+    for (const char* spelling : {"&amp;", "&#38;", "&#x26;"}) {
+        named.attributes.replace(9, named.attributes.find('"', 9) - 9, std::string("Kick ") + spelling + " Snare");
+        group += named.text();
+    }
+    named.attributes.replace(9, named.attributes.find('"', 9) - 9, "&lt;&#60;&gt;&quot;&apos;&amp;#38;");
+    group += named.text();
+    auto escaped = loadDocument(folder.write("amp.mvprog", programDocument("", "", group)));
+    ASSERT_EQ(escaped->programs[0]->groups.size(), 4u);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(escaped->programs[0]->groups[i]->name, "Kick & Snare");
+    EXPECT_EQ(escaped->programs[0]->groups[3]->name, "<<>\"'&#38;");
     EXPECT_EQ(loadError(folder, document("bank", "", "")),
               "Could not load " + folder.path("p.mvprog") + "\n - The document holds no program");
 }

@@ -109,7 +109,9 @@ TEST(RiffReaderTest, BrokenFilesGiveTheirTexts) {
         {"header only", Bytes().text("RIFF").le32(4).text("WAVE"), "Unsupported format"},
         {"no data", riffFile({fmtChunk(1, 1, 44100, 16)}), "Invalid wav"},
         {"no format", riffFile({pcm16Data({1, 2})}), "Invalid wav"},
-        {"4 bits", riffFile({fmtChunk(2, 1, 44100, 4), pcm16Data({1, 2})}), "Invalid format chunk"},
+        // MS ADPCM: four bits a sample; the format, not the width, decides the text.
+        {"4 bits", riffFile({fmtChunk(2, 1, 44100, 4), pcm16Data({1, 2})}), "Unsupported format"},
+        {"4-bit PCM", riffFile({fmtChunk(1, 1, 44100, 4), pcm16Data({1, 2})}), "Invalid format chunk"},
         {"tag 2", riffFile({fmtChunk(2, 1, 44100, 16), pcm16Data({1, 2})}), "Unsupported format"},
         {"no channels", riffFile({fmtChunk(1, 0, 44100, 16), pcm16Data({1, 2})}), "Invalid format chunk"},
         {"extensible without extension", riffFile({extensibleFmt(1, 44100, 16, 16, 1, 0), pcm16Data({1})}),

@@ -5,12 +5,13 @@
 #include <cmath>
 #include <cstdio>
 #include <exception>
-#include <map>
 #include <mutex>
 
 #include "DemoInstrument.h"
 #include "EngineReport.h"
 #include "InstrumentLoader.h"
+#include "Interpolation.h"
+#include "JsonReport.h"
 #include "MidiFile.h"
 #include "MorvekVersion.h"
 #include "SongRenderer.h"
@@ -54,9 +55,6 @@ std::vector<MV::ChannelChoice> forcedPreset(const std::string& text, std::vector
     return forced;
 }
 
-const std::map<std::string, uint8_t> kInterpolations = {{"default", 0}, {"draft", 1},  {"hermite", 2},
-                                                        {"sinc32", 3},  {"sinc64", 4}, {"sinc128", 5}};
-
 // A bar on stderr, redrawn in place; only when stderr is a terminal.
 class ProgressBar {
 public:
@@ -91,7 +89,8 @@ int runRender(const RenderArgs& args) {
     const Cli::MidiFile song = Cli::MidiFile::read(songPath);
 
     MV::EngineSettings settings = MV::EngineSettings::from(MV::Settings());
-    if (args.interpolation != "default") settings.offlineInterpolation = kInterpolations.at(args.interpolation);
+    if (const int code = Cli::interpolationCode(args.interpolation); code > 0)
+        settings.offlineInterpolation = uint8_t(code);
     MV::Morvek engine(settings);
     if (instrument.empty()) {
         std::lock_guard lock(engine.mainLock());
@@ -141,9 +140,44 @@ int runRender(const RenderArgs& args) {
 struct InfoArgs {
     std::string path;
     bool dump = false;
+    bool json = false;
+    std::string samples;
 };
 
+int runInfoJson(const InfoArgs& args) {
+    uint64_t samples = 0;
+    if (!args.samples.empty()) {
+        const auto count = Cli::parseSampleCount(args.samples);
+        if (!count) throw std::runtime_error("--samples takes a count or \"all\" (got \"" + args.samples + "\")");
+        samples = *count;
+    }
+    const std::string& path = args.path;
+    std::string text;
+    if (path.empty()) {
+        MV::Morvek engine;
+        text = Cli::engineJson(engine, samples);
+    } else if (Cli::isSoundFont(path)) {
+        // The preset list alone reads only the file's tables; the model imports every preset.
+        MV::ProcessCallbacks quiet;
+        auto soundFont = MV::openSoundFont(path, quiet);
+        ZnLib::SharedRef<MV::Bank> bank;
+        if (args.dump) bank = Cli::loadInstrument(path, {}, MV::Settings().places());
+        text = Cli::soundFontJson(path, *soundFont, bank.get(), samples);
+    } else if (Cli::isInstrumentFile(path)) {
+        text = Cli::bankJson(path, *Cli::loadInstrument(path, {}, MV::Settings().places()), samples);
+    } else {
+        auto wave = ZnLib::makeRef<ZnPlug::Wave>();
+        wave->setName(ZnLib::FS::stem(path));
+        wave->setFile(ZnLib::FS::File(path));
+        wave->load();
+        text = Cli::waveJson(path, *wave, samples);
+    }
+    std::fputs(text.c_str(), stdout);
+    return 0;
+}
+
 int runInfo(const InfoArgs& args) {
+    if (args.json) return runInfoJson(args);
     const std::string& path = args.path;
     if (path.empty()) {
         MV::Morvek engine;
@@ -197,11 +231,15 @@ int main(int argc, char** argv) {
         ->capture_default_str()
         ->check(CLI::Range(1, 8192));
     renderCmd->add_option("-i,--interpolation", render.interpolation,
-                          "Interpolation for the whole render: default (as the settings and the instrument say), "
-                          "draft, hermite, "
-                          "sinc32, sinc64, sinc128")
+                          "Interpolation for the whole render, in any case: default (as the settings and the "
+                          "instrument say), draft, hermite, sinc32, sinc64, sinc128")
         ->capture_default_str()
-        ->check(CLI::IsMember({"default", "draft", "hermite", "sinc32", "sinc64", "sinc128"}));
+        ->check(CLI::Validator(
+            [](std::string& name) {
+                return Cli::interpolationCode(name) < 0 ? name + " not in " + Cli::interpolationChoices()
+                                                        : std::string();
+            },
+            Cli::interpolationChoices()));
     renderCmd->add_option("-t,--tail", render.tail, "Longest tail after the song's end, in seconds; it ends "
                                                     "earlier when the output falls silent")
         ->capture_default_str()
@@ -225,6 +263,13 @@ int main(int argc, char** argv) {
     infoCmd->add_flag("-d,--dump", info.dump,
                       "Print the whole model the instrument becomes: every performance, slot, program, group, "
                       "split, wave and wave matrix (a SoundFont with all its presets)");
+    CLI::Option* jsonFlag = infoCmd->add_flag(
+        "-j,--json", info.json,
+        "Print what the file holds as one JSON document: every field of a wave; the whole model of an "
+        "instrument (of a SoundFont its presets, and with --dump the model too)");
+    infoCmd->add_option("-s,--samples", info.samples,
+                        "With --json: list the first N decoded samples of each channel of a wave, or \"all\"")
+        ->needs(jsonFlag);
 
     CLI11_PARSE(app, argc, argv);
     try {

@@ -91,6 +91,16 @@ bool EffectFactory::setAutomation(FX::Effect& effect, std::string_view name, int
     return true;
 }
 
+std::vector<StoredParam> EffectFactory::params(const FX::Effect& effect) const {
+    const auto* stored = dynamic_cast<const StoredEffect*>(&effect);
+    return stored ? stored->params : std::vector<StoredParam>{};
+}
+
+std::vector<StoredParam> EffectFactory::params(const FX::Insert& insert) const {
+    const auto* stored = dynamic_cast<const StoredInsert*>(&insert);
+    return stored ? stored->params : std::vector<StoredParam>{};
+}
+
 const EffectFactory& EffectFactory::current() {
     const EffectFactory* f = installed.load(std::memory_order_acquire);
     return f ? *f : storedFactory();

@@ -74,6 +74,10 @@ public:
     virtual bool setParam(FX::Insert& insert, std::string_view name, std::string_view value) const;
     // Binds the parameter with key `name` to automation parameter `index` (0 to 127).
     virtual bool setAutomation(FX::Effect& effect, std::string_view name, int32_t index) const;
+    // Every parameter of the unit as a document holds it, for the writers: key, display text
+    // and automation, in the unit's order. [ui-thread]
+    virtual std::vector<StoredParam> params(const FX::Effect& effect) const;
+    virtual std::vector<StoredParam> params(const FX::Insert& insert) const;
 
     // The factory in use. [any-thread]
     static const EffectFactory& current();

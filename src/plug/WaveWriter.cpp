@@ -291,7 +291,8 @@ void WaveWriter::saveAs(Wave& w, const std::string& path) {
     w.container.reset();
     w.headTrim = 0;
     w.tailTrim = 0;
-    w.flags = 0;
+    // What a reader of the new file finds: a tempo in the file is a known one.
+    w.flags = w.tempo != 0 ? kWaveTempoKnown : 0;
     w.takeFileInfo();
 }
 

@@ -1,10 +1,14 @@
 #include "DemoInstrument.h"
 
 #include <cmath>
+#include <cstdlib>
+#include <filesystem>
 #include <numbers>
 
 #include "model/Bank.h"
 #include "model/ModulationTables.h"
+#include "persist/MVSave.h"
+#include "persist/SaveFilter.h"
 #include "plug/ValueLaws.h"
 
 namespace Cli {
@@ -216,6 +220,27 @@ void loadDemoInstrument(MV::Bank& bank) {
     performance->addSlot(kit);
     bank.addPerformance(performance);
     bank.currentPerformance = performance.get();
+}
+
+void writeDemoBank(const std::string& path) {
+    auto bank = ZnLib::makeRef<MV::Bank>();
+    loadDemoInstrument(*bank);
+    MV::OverwriteAll overwrite;
+    MV::SaveOptions options;
+    options.usePlaces = false;
+    options.copyContent = true;
+    options.sampleFolder = 1;
+    MV::MVSave(std::filesystem::absolute(path).lexically_normal().string(), overwrite, options).save(*bank);
+}
+
+std::string demoBankPath() {
+    if (const char* path = std::getenv("MORVEK_DEMO_BANK"); path && *path) return path;
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
+    const fs::path build = folder / ".." / "res" / "demo" / "Demo.mvbank";
+    const fs::path installed = folder / ".." / "share" / "morvek" / "demo" / "Demo.mvbank";
+    return (fs::exists(installed, error) && !fs::exists(build, error) ? installed : build).lexically_normal().string();
 }
 
 }  // namespace Cli

@@ -51,6 +51,15 @@ struct Quiet : MV::ProcessCallbacks {};
 
 }  // namespace
 
+PresetNumber parsePreset(const std::string& text) {
+    PresetNumber n;
+    char end = 0;
+    if (ZnLib::Text::scan(text.c_str(), "%d:%d%c", &n.bank, &n.program, &end) != 2 || n.bank < 0 || n.bank > 16383 ||
+        n.program < 0 || n.program > 127)
+        throw std::runtime_error("--preset takes BANK:PROG, for example 0:48 (got \"" + text + "\")");
+    return n;
+}
+
 bool isSoundFont(const std::string& path) { return typeOf(path) == ".sf2"; }
 
 bool isInstrumentFile(const std::string& path) {

@@ -23,6 +23,14 @@ std::vector<MV::ChannelChoice> songChannelChoices(const MidiFile& song);
 ZnLib::SharedRef<MV::Bank> loadInstrument(const std::string& path, const std::vector<MV::ChannelChoice>& choices,
                                           std::vector<std::string> places);
 
+// A SoundFont preset as "BANK:PROG", for example "0:48" or "128:0"; anything else throws a
+// message that shows the form.
+struct PresetNumber {
+    int bank = 0;
+    int program = 0;
+};
+PresetNumber parsePreset(const std::string& text);
+
 // True for the file types loadInstrument reads.
 bool isInstrumentFile(const std::string& path);
 bool isSoundFont(const std::string& path);

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <cstdio>
 #include <exception>
-#include <mutex>
 
+#include "Convert.h"
 #include "DemoInstrument.h"
 #include "EngineReport.h"
 #include "InstrumentLoader.h"
@@ -41,11 +41,7 @@ struct RenderArgs {
 
 // "BANK:PROG" of --preset: every channel the song plays gets that one preset.
 std::vector<MV::ChannelChoice> forcedPreset(const std::string& text, std::vector<MV::ChannelChoice> choices) {
-    int bank = 0, program = 0;
-    char end = 0;
-    if (ZnLib::Text::scan(text.c_str(), "%d:%d%c", &bank, &program, &end) != 2 || bank < 0 || bank > 16383 ||
-        program < 0 || program > 127)
-        throw std::runtime_error("--preset takes BANK:PROG, for example 0:48 (got \"" + text + "\")");
+    const auto [bank, program] = Cli::parsePreset(text);
     std::vector<MV::ChannelChoice> forced;
     for (const MV::ChannelChoice& c : choices) {
         const bool seen = std::any_of(forced.begin(), forced.end(),
@@ -58,11 +54,12 @@ std::vector<MV::ChannelChoice> forcedPreset(const std::string& text, std::vector
 // A bar on stderr, redrawn in place; only when stderr is a terminal.
 class ProgressBar {
 public:
-    explicit ProgressBar(bool enabled) : enabled_(enabled && ::isatty(2)) {}
+    explicit ProgressBar(bool enabled, const char* label = "Rendering")
+        : enabled_(enabled && ::isatty(2)), label_(label) {}
     void operator()(double done) const {
         if (!enabled_) return;
         const int width = 40, filled = int(done * width);
-        std::fprintf(stderr, "\rRendering [%s%s] %3d%%", std::string(std::size_t(filled), '#').c_str(),
+        std::fprintf(stderr, "\r%s [%s%s] %3d%%", label_, std::string(std::size_t(filled), '#').c_str(),
                      std::string(std::size_t(width - filled), '.').c_str(), int(done * 100));
         if (done >= 1.0) std::fputc('\n', stderr);
         std::fflush(stderr);
@@ -70,6 +67,7 @@ public:
 
 private:
     bool enabled_;
+    const char* label_;
 };
 
 void writeWav(const Cli::RenderResult& result, const std::string& path, double rate, const std::string& format) {
@@ -93,8 +91,11 @@ int runRender(const RenderArgs& args) {
         settings.offlineInterpolation = uint8_t(code);
     MV::Morvek engine(settings);
     if (instrument.empty()) {
-        std::lock_guard lock(engine.mainLock());
-        Cli::loadDemoInstrument(engine);
+        const std::string demo = Cli::demoBankPath();
+        if (!ZnLib::FS::exists(demo))
+            throw std::runtime_error("The demo instrument is missing: " + demo +
+                                     " (building the morvek target writes it; or give an instrument)");
+        engine.adoptBank(*Cli::loadInstrument(demo, {}, engine.store().places()));
     } else {
         // A SoundFont brings only the presets that the song asks for.
         auto choices = Cli::isSoundFont(instrument) ? Cli::songChannelChoices(song) : std::vector<MV::ChannelChoice>{};
@@ -134,6 +135,25 @@ int runRender(const RenderArgs& args) {
                            .c_str(),
                        stderr);
     }
+    return 0;
+}
+
+struct ConvertArgs {
+    std::string in;
+    std::string out;
+    Cli::ConvertOptions options;
+    bool quiet = false;
+};
+
+int runConvert(const ConvertArgs& args) {
+    const ProgressBar bar(!args.quiet, "Saving");
+    const std::size_t written = Cli::convertInstrument(args.in, args.out, args.options,
+                                                       [&](double done, const std::string&) { bar(done); });
+    if (!args.quiet)
+        std::fputs(ZnLib::Text::format("Converted %s to %s: %zu files written\n", args.in.c_str(), args.out.c_str(),
+                                       written)
+                       .c_str(),
+                   stdout);
     return 0;
 }
 
@@ -217,7 +237,7 @@ int main(int argc, char** argv) {
     RenderArgs render;
     CLI::App* renderCmd = app.add_subcommand(
         "render", "Render a Standard MIDI File through an instrument into a WAV file. With only a song, the "
-                  "built-in demo instrument plays it (keys on channel 1, the keys an octave down on channel 2, "
+                  "demo instrument plays it (keys on channel 1, the keys an octave down on channel 2, "
                   "drums on channel 10).");
     renderCmd->add_option("INSTRUMENT SONG", render.inputs,
                           "[INSTRUMENT] SONG.mid; INSTRUMENT is a .mvbank, .mvprog, .mvperf, .mvmatrix, .sf2 (each "
@@ -271,10 +291,40 @@ int main(int argc, char** argv) {
                         "With --json: list the first N decoded samples of each channel of a wave, or \"all\"")
         ->needs(jsonFlag);
 
+    ConvertArgs convert;
+    CLI::App* convertCmd = app.add_subcommand(
+        "convert", "Save an instrument as one of the product's documents, with the waves it needs. OUT's "
+                   "extension names the type: .mvbank, .mvprog, .mvperf or .mvmatrix. A whole SoundFont becomes "
+                   "a bank with one program per preset, in General MIDI order.");
+    convertCmd->add_option("IN", convert.in, "A .mvbank, .mvprog, .mvperf, .mvmatrix, .sf2 or .sfz file")->required();
+    convertCmd->add_option("OUT", convert.out, "The document to write; an existing one is replaced only when the "
+                                               "save succeeds")
+        ->required();
+    convertCmd->add_option("-p,--preset", convert.options.preset, "With a SoundFont: BANK:PROG, the one preset to "
+                                                                  "convert (into a .mvprog, or a bank of one)");
+    convertCmd->add_flag("-c,--copy-content", convert.options.copyContent,
+                         "Copy every program, performance, matrix and wave beside the new document, instead of "
+                         "referring to their files where they are");
+    convertCmd->add_option("--sample-folder", convert.options.sampleFolder,
+                           "Where new waves go: 0 beside the document, 1 Samples/, 2 <document>_Samples/ "
+                           "(default: the settings' choice)")
+        ->check(CLI::Range(0, 2));
+    convertCmd->add_flag("-q,--quiet", convert.quiet, "No progress bar and no summary");
+
+    // The build writes the demo instrument with this; it is no command for users.
+    std::string demoBank;
+    CLI::App* demoCmd = app.add_subcommand("write-demo-bank", "Write the demo instrument as a bank document")->group("");
+    demoCmd->add_option("PATH", demoBank)->required();
+
     CLI11_PARSE(app, argc, argv);
     try {
         if (renderCmd->parsed()) return runRender(render);
         if (infoCmd->parsed()) return runInfo(info);
+        if (convertCmd->parsed()) return runConvert(convert);
+        if (demoCmd->parsed()) {
+            Cli::writeDemoBank(demoBank);
+            return 0;
+        }
     } catch (const std::exception& e) {
         std::fprintf(stderr, "morvek: %s\n", ZnLib::describe(e).c_str());
         return 1;

@@ -6,6 +6,7 @@
 // writing it once more must give the very same text.
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <span>
@@ -119,7 +120,16 @@ void checkRoundTrip(const std::string& root, const MV::Bank& bank) {
     } catch (const std::exception&) {
         std::abort();  // the writer produced what the reader refuses
     }
-    check(MV::dumpBank(*again) == MV::dumpBank(bank));
+    const std::string before = MV::dumpBank(bank), after = MV::dumpBank(*again);
+    if (before != after) {
+        // Name the first line that changed, so that a finding says which field did not survive.
+        std::size_t line = 0, at = 0;
+        while (at < before.size() && at < after.size() && before[at] == after[at])
+            if (before[at++] == '\n') line = at;
+        std::fprintf(stderr, "round trip changed:\n< %s\n> %s\n", before.substr(line, before.find('\n', line) - line).c_str(),
+                     after.substr(line, after.find('\n', line) - line).c_str());
+        std::abort();
+    }
     check(write(root, *again) == first);
 }
 

@@ -132,6 +132,10 @@ void Group::sortSplits() {
 
 void Group::addSplit(const Split& split) {
     if (splits.size() == 1 && splits.front().isEmpty()) splits.clear();
+    placeSplit(split);
+}
+
+void Group::placeSplit(const Split& split) {
     for (Split& s : splits)
         if (s.key == split.key) {
             s = split;

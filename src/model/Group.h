@@ -57,6 +57,9 @@ public:
 
     // Replaces the split at the same key, or sorts the new one in. A lone empty split goes first.
     void addSplit(const Split& split);
+    // The same without dropping a lone empty split: for lists read whole, where an empty split is
+    // one the user left so.
+    void placeSplit(const Split& split);
     // Removes the split that holds `key`; the last one leaves an empty split behind.
     void removeSplit(int key);
     // Drops the splits below `key` and makes it the low key.

@@ -183,6 +183,7 @@ void ProgHandler::readGroup(const XmlAttributeReader& r) {
     group_ = name ? ZnLib::makeRef<Group>(*name) : ZnLib::makeRef<Group>();
     send_ = 0;
     entry_ = 0;
+    splitsRead_ = false;
     bool solo = false;
     if (r.readBool("solo", solo)) group_->setSolo(solo);
     if (const std::string* mute = r.text("mute"))
@@ -351,7 +352,10 @@ void ProgHandler::readSplit(const XmlAttributeReader& r) {
     if (hasRoot || hasFine) split.setOverride(uint8_t(root), int8_t(fine));
     r.readInt("loop", split.loop);
     r.readInt("release", split.release);
-    group_->addSplit(split);
+    // The document lists all the group's splits: the default one goes, and an empty split stays.
+    if (!splitsRead_) group_->splits.clear();
+    splitsRead_ = true;
+    group_->placeSplit(split);
 }
 
 void ProgHandler::readInsert(const XmlAttributeReader& r) {

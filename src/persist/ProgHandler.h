@@ -52,6 +52,7 @@ private:
     std::map<int, ZnLib::SharedRef<ZnPlug::Wave>> waves_;
     std::map<int, ZnLib::SharedRef<WaveMatrix>> matrixes_;
     ZnLib::SharedRef<Group> group_;
+    bool splitsRead_ = false;
     std::size_t entry_ = 0;
     ZnLib::SharedRef<ZnPlug::Wave> wave_;
     bool loopsCleared_ = false;

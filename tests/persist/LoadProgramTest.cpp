@@ -157,6 +157,14 @@ TEST(LoadProgramTest, SplitsFindTheDocumentsWaves) {
     EXPECT_FALSE(splits[2].wave()->modified());
     EXPECT_EQ(program->modCount(), 0u);
 
+    // An empty first split that the user left is kept: the next one does not reach down.
+    g.splits = "<mv:split mv:key=\"0\" mv:wave=\"&lt;none&gt;\"/><mv:split mv:key=\"60\" mv:wave=\"2\"/>";
+    Loader second;
+    const auto& kept = load(folder, programDocument("mv:compat=\"2400\"", waves, g.text()), second)->groups[0]->splits;
+    ASSERT_EQ(kept.size(), 2u);
+    EXPECT_TRUE(kept[0].isEmpty());
+    EXPECT_EQ(kept[1].key, 60);
+
     const std::string badLoop =
         "<mv:wave mv:id=\"1\" mv:path=\"a.wav\"><mv:loop mv:start=\"50\" mv:end=\"101\" "
         "mv:mode=\"Forward\"/></mv:wave>";

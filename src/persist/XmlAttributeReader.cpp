@@ -37,7 +37,8 @@ bool XmlAttributeReader::readFloat(std::string_view name, float& out) const {
     if (!t) return false;
     double v = 0;
     if (!ZnLib::Text::parseDouble(*t, v) || !std::isfinite(v)) unparsable(name);
-    out = float(std::clamp(v, -double(FLT_MAX), double(FLT_MAX)));
+    // "-0" reads as 0: a negative zero would survive only until the next save skips it as default.
+    out = float(std::clamp(v, -double(FLT_MAX), double(FLT_MAX))) + 0.0f;
     return true;
 }
 

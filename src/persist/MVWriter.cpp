@@ -18,11 +18,6 @@ using ZnPlug::Wave;
 
 namespace {
 
-template <std::size_t N>
-const char* nameOf(const std::array<const char*, N>& table, std::size_t index) {
-    return table[std::min(index, N - 1)];
-}
-
 // The controllers that have a name of their own; the rest are "Controller N".
 const std::unordered_map<int, const char*>& controllerNames() {
     static const std::unordered_map<int, const char*> names = {

@@ -17,11 +17,6 @@ using ZnPlug::Wave;
 
 namespace {
 
-template <std::size_t N>
-const char* nameOf(const std::array<const char*, N>& table, std::size_t index) {
-    return table[std::min(index, N - 1)];
-}
-
 std::string time(float value) { return WireForm::timeText(value); }
 std::string note(int key) { return WireForm::noteText(key); }
 std::string flag(bool value) { return value ? "1" : "0"; }

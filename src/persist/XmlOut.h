@@ -1,4 +1,6 @@
 #pragma once
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -40,5 +42,11 @@ public:
 private:
     std::string text_;
 };
+
+// The name of an enumeration value; a value out of range takes the table's last name.
+template <std::size_t N>
+const char* nameOf(const std::array<const char*, N>& table, std::size_t index) {
+    return table[std::min(index, N - 1)];
+}
 
 }  // namespace MV

@@ -8,6 +8,7 @@
 #include "InstrumentLoader.h"
 #include "MidiFile.h"
 #include "SongRenderer.h"
+#include "TestSong.h"
 #include "engine/Morvek.h"
 #include "import/ImportTestUtil.h"
 #include "lib/Error.h"
@@ -39,18 +40,10 @@ double differenceDb(const Cli::RenderResult& a, const Cli::RenderResult& b) {
 
 // Channel 1 only: a run of overlapping notes over the keyboard at changing velocities, 2.2 s.
 Cli::MidiFile keyboardRun() {
-    std::vector<uint8_t> track;
-    // 480 ticks per quarter at 120 beats per minute: 960 ticks a second.
-    for (uint8_t key = 36, n = 0; key <= 96; key += 5, ++n) {
-        const uint8_t on[] = {0x00, 0x90, key, uint8_t(30 + 8 * n), 0x81, 0x40, 0x80, key, 0x00};  // 192 ticks
-        track.insert(track.end(), std::begin(on), std::end(on));
-    }
-    const uint8_t end[] = {0x00, 0xFF, 0x2F, 0x00};
-    track.insert(track.end(), std::begin(end), std::end(end));
-    std::vector<uint8_t> file = {'M', 'T',  'h',  'd', 0,   0,   0,   6, 0, 0, 0,
-                                 1,   0x01, 0xE0, 'M', 'T', 'r', 'k', 0, 0, 0, uint8_t(track.size())};
-    file.insert(file.end(), track.begin(), track.end());
-    return Cli::MidiFile::parse(file);
+    Cli::Test::TestSong song;
+    for (uint8_t key = 36, n = 0; key <= 96; key += 5, ++n)
+        song.at(0, {0x90, key, uint8_t(30 + 8 * n)}).at(192, {0x80, key, 0});
+    return song.song();
 }
 
 std::string convertError(const std::string& in, const std::string& out, Cli::ConvertOptions options = {}) {

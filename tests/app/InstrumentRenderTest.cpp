@@ -5,6 +5,7 @@
 #include "InstrumentLoader.h"
 #include "MidiFile.h"
 #include "SongRenderer.h"
+#include "TestSong.h"
 #include "engine/Morvek.h"
 #include "lib/Error.h"
 #include "persist/XmlTestSupport.h"
@@ -12,6 +13,7 @@
 namespace {
 
 using namespace MV::XmlTest;
+using Cli::Test::meanLevel;
 
 // A constant mono signal: its level shows which wave a note played.
 void writeLevel(const std::string& path, float level) {
@@ -38,33 +40,17 @@ std::string group(const std::string& name, const std::string& low, const std::st
 
 // Four notes, 0.3 s apart, 0.2 s long: keys 48 and 72 on channel 1, key 60 at velocities 30 and
 // 100 on channel 2. 480 ticks per quarter at 120 beats per minute: 0.3 s is 288 ticks.
-std::vector<uint8_t> fourNotes() {
-    std::vector<uint8_t> track;
-    auto at = [&](uint32_t delta, std::initializer_list<uint8_t> msg) {
-        if (delta >= 128) track.push_back(uint8_t(0x80 | (delta >> 7)));
-        track.push_back(uint8_t(delta & 0x7F));
-        track.insert(track.end(), msg);
-    };
-    at(0, {0x90, 48, 100});
-    at(192, {0x80, 48, 0});
-    at(96, {0x90, 72, 100});
-    at(192, {0x80, 72, 0});
-    at(96, {0x91, 60, 30});
-    at(192, {0x81, 60, 0});
-    at(96, {0x91, 60, 100});
-    at(192, {0x81, 60, 0});
-    at(0, {0xFF, 0x2F, 0x00});
-    std::vector<uint8_t> file = {'M', 'T', 'h', 'd', 0, 0, 0, 6, 0, 0, 0, 1, 0x01, 0xE0, 'M', 'T', 'r', 'k', 0, 0, 0,
-                                 uint8_t(track.size())};
-    file.insert(file.end(), track.begin(), track.end());
-    return file;
-}
-
-double meanLevel(const std::vector<float>& s, double fromSeconds, double toSeconds) {
-    const auto a = std::size_t(fromSeconds * 44100), b = std::size_t(toSeconds * 44100);
-    double sum = 0;
-    for (std::size_t i = a; i < b; ++i) sum += std::fabs(s[i]);
-    return sum / double(b - a);
+Cli::MidiFile fourNotes() {
+    return Cli::Test::TestSong()
+        .at(0, {0x90, 48, 100})
+        .at(192, {0x80, 48, 0})
+        .at(96, {0x90, 72, 100})
+        .at(192, {0x80, 72, 0})
+        .at(96, {0x91, 60, 30})
+        .at(192, {0x81, 60, 0})
+        .at(96, {0x91, 60, 100})
+        .at(192, {0x81, 60, 0})
+        .song();
 }
 
 }  // namespace
@@ -111,7 +97,7 @@ TEST(InstrumentRender, AHandWrittenBankPlaysItsGroupsAndMatrixCells) {
     engine.adoptBank(*bank);
     ASSERT_EQ(engine.performance().name(), "Live");
 
-    const Cli::MidiFile song = Cli::MidiFile::parse(fourNotes());
+    const Cli::MidiFile song = fourNotes();
     const Cli::RenderResult result = Cli::renderSong(engine, song, Cli::RenderOptions{});
     const double low = meanLevel(result.left, 0.05, 0.15);        // key 48: the "Low" group
     const double high = meanLevel(result.left, 0.35, 0.45);       // key 72: the "High" group

@@ -6,6 +6,7 @@
 #include "InstrumentLoader.h"
 #include "MidiFile.h"
 #include "SongRenderer.h"
+#include "TestSong.h"
 #include "engine/Morvek.h"
 #include "import/ImportTestUtil.h"
 #include "persist/XmlTestSupport.h"
@@ -16,30 +17,14 @@ using MV::Test::Sf2Builder;
 using Zone = Sf2Builder::Zone;
 
 // Three notes of 0.5 s, 0.6 s apart, at velocity 100: keys 48, 60 and 72 on channel 1.
-// 480 ticks per quarter at 120 beats per minute: 960 ticks a second.
-std::vector<uint8_t> threeNotes() {
-    std::vector<uint8_t> track;
-    auto at = [&](uint32_t delta, std::initializer_list<uint8_t> msg) {
-        if (delta >= 128) track.push_back(uint8_t(0x80 | (delta >> 7)));
-        track.push_back(uint8_t(delta & 0x7F));
-        track.insert(track.end(), msg);
-    };
-    for (uint8_t key : {48, 60, 72}) {
-        at(key == 48 ? 0 : 96, {0x90, key, 100});
-        at(480, {0x80, key, 0});
-    }
-    at(0, {0xFF, 0x2F, 0x00});
-    std::vector<uint8_t> file = {'M', 'T', 'h', 'd', 0, 0, 0, 6, 0, 0, 0, 1, 0x01, 0xE0, 'M', 'T', 'r', 'k', 0, 0, 0,
-                                 uint8_t(track.size())};
-    file.insert(file.end(), track.begin(), track.end());
-    return file;
+Cli::MidiFile threeNotes() {
+    Cli::Test::TestSong song;
+    for (uint8_t key : {48, 60, 72}) song.at(key == 48 ? 0 : 96, {0x90, key, 100}).at(480, {0x80, key, 0});
+    return song.song();
 }
 
 double levelDb(const std::vector<float>& s, double fromSeconds, double toSeconds) {
-    double sum = 0;
-    const auto a = std::size_t(fromSeconds * 44100), b = std::size_t(toSeconds * 44100);
-    for (std::size_t i = a; i < b; ++i) sum += std::fabs(s[i]);
-    return 20 * std::log10(sum / double(b - a));
+    return 20 * std::log10(Cli::Test::meanLevel(s, fromSeconds, toSeconds));
 }
 
 }  // namespace
@@ -63,7 +48,7 @@ TEST(SoundFontLevels, AttenuationAndSustainAreCentibelsBelowFullLevel) {
 
     MV::Morvek engine;
     engine.adoptBank(*Cli::loadInstrument(path, {}, {}));
-    const Cli::RenderResult r = Cli::renderSong(engine, Cli::MidiFile::parse(threeNotes()), Cli::RenderOptions{});
+    const Cli::RenderResult r = Cli::renderSong(engine, threeNotes(), Cli::RenderOptions{});
     const double full = levelDb(r.left, 0.8, 1.0);
     EXPECT_NEAR(levelDb(r.left, 0.2, 0.4) - full, -6.0, 0.1);
     EXPECT_NEAR(levelDb(r.left, 1.5, 1.65) - full, -10.0, 0.1);

@@ -1,6 +1,9 @@
 #pragma once
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <ostream>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -84,6 +87,30 @@ public:
     // [ui-thread] The name of what key `key` plays in program slot `channelIndex`: the wave or
     // matrix of the first group whose range holds it. True without a name below every group.
     bool midiKeyName(int32_t channelIndex, uint8_t key, std::string& name) override;
+
+    // ---- host state (EngineState.cpp) ----
+    // [ui-thread] [main-lock] The whole bank, or the current performance with all it uses, as a
+    // state block written to `out`; `context` is the host's project chunk path (its folder is the
+    // project folder) or empty. The program form is false, writing nothing, when there is no
+    // current performance. Throws the writer's texts.
+    bool getBankChunk(std::ostream& out, const std::string& context) override;
+    bool getProgramChunk(std::ostream& out, const std::string& context) override;
+    // [ui-thread] [takes-main-lock] Reads a state block into a bank of its own and only then hands
+    // it over under the main lock: a bank state replaces the bank, a program state adds its items
+    // and makes its performance current. Throws the reader's texts ("Bad RIFF chunk", "Address out
+    // of bounds", ...) and leaves the engine as it was.
+    bool setBankChunk(std::span<const uint8_t> data, const std::string& context) override;
+    bool setProgramChunk(std::span<const uint8_t> data, const std::string& context) override;
+    // [ui-thread] The same as bytes, for callers without a stream; empty when there is nothing.
+    std::vector<uint8_t> getChunk(bool isProgram, const std::string& context = {});
+    // [ui-thread] [takes-main-lock] False with the reason in lastChunkError() when the state is
+    // refused; the engine keeps what it had.
+    bool setChunk(const void* data, std::size_t size, bool isProgram, const std::string& context = {});
+    const std::string& lastChunkError() const noexcept { return chunkError_; }
+    // The instance's identifier: names its folder inside a host's project folder. A new one for
+    // every engine; a bank state brings back the one it was saved with.
+    const std::string& instanceId() const noexcept { return instanceId_; }
+    void setInstanceId(std::string id) { instanceId_ = std::move(id); }
 
     // ---- what the interface calls ----
     // [ui-thread] [takes-main-lock] A note at offset 0 of the next block (keys and velocities
@@ -219,6 +246,12 @@ private:
     std::vector<MidiListener*> listeners_;
     std::vector<AudioTap*> taps_;
     uint8_t interpolation_override_ = 0;
+    std::string instanceId_ = newInstanceId();
+    std::string chunkError_;
+
+    static std::string newInstanceId();
+    // [ui-thread] [takes-main-lock] The hand-over of a state that read without fault.
+    void takeState(const Bank& loaded, bool programOnly);
 };
 
 }  // namespace MV

@@ -12,9 +12,12 @@
 #include "lib/Path.h"
 #include "lib/Text.h"
 #include "model/Bank.h"
+#include "engine/SoundFontSources.h"
 #include "persist/MVSave.h"
+#include "persist/PresetFile.h"
 #include "persist/SaveFilter.h"
 #include "persist/Settings.h"
+#include "persist/StateWriter.h"
 
 namespace Cli {
 
@@ -22,7 +25,7 @@ namespace {
 
 using ZnLib::SharedRef;
 
-enum class Kind { Bank, Program, Performance, Matrix };
+enum class Kind { Bank, Program, Performance, Matrix, HostBank, HostProgram };
 
 Kind kindOf(const std::string& out) {
     const std::string type = ZnLib::Text::toLower(ZnLib::FS::extension(out));
@@ -30,7 +33,10 @@ Kind kindOf(const std::string& out) {
     if (type == ".mvprog") return Kind::Program;
     if (type == ".mvperf") return Kind::Performance;
     if (type == ".mvmatrix") return Kind::Matrix;
-    throw std::runtime_error("Cannot save as " + out + ": the name must end in .mvbank, .mvprog, .mvperf or .mvmatrix");
+    if (type == ".fxb") return Kind::HostBank;
+    if (type == ".fxp") return Kind::HostProgram;
+    throw std::runtime_error("Cannot save as " + out +
+                             ": the name must end in .mvbank, .mvprog, .mvperf, .mvmatrix, .fxb or .fxp");
 }
 
 // Overwrites whatever the conversion writes and shows how far it got: the files of a save are
@@ -122,6 +128,24 @@ MV::Performance& currentPerformance(MV::Bank& bank, const std::string& in) {
     throw std::runtime_error(in + " holds no performance");
 }
 
+// The plug-in's state of `bank` in the preset container hosts load.
+std::size_t writeHostPreset(MV::Bank& bank, const std::string& in, const std::string& out, bool isBank,
+                            bool embedWaves, const MV::Settings& settings) {
+    MV::SoundFontSources imports;
+    MV::StateOptions options;
+    options.saveAllWavesInFXB = embedWaves || settings.saveAllWavesInFXB;
+    options.places = settings.places();
+    options.imports = &imports;
+    MV::PresetFile file;
+    file.isBank = isBank;
+    file.pluginId = hostPluginId();
+    file.pluginVersion = hostPluginVersion();
+    file.name = currentPerformance(bank, in).name();
+    if (!MV::StateWriter::write(bank, !isBank, options, file.chunk)) throw std::runtime_error(in + " holds no performance");
+    ZnLib::FS::replaceFile(out, file.bytes());
+    return 1;
+}
+
 }  // namespace
 
 std::size_t convertInstrument(const std::string& in, const std::string& out, const ConvertOptions& options,
@@ -129,6 +153,11 @@ std::size_t convertInstrument(const std::string& in, const std::string& out, con
     const Kind kind = kindOf(out);
     MV::Settings settings;
     SharedRef<MV::Bank> bank = load(in, options, settings);
+    if (kind == Kind::HostBank || kind == Kind::HostProgram) {
+        const std::size_t written = writeHostPreset(*bank, in, out, kind == Kind::HostBank, options.embedWaves, settings);
+        if (progress) progress(1.0, out);
+        return written;
+    }
 
     const bool copy = options.copyContent;
     MV::SaveOptions saveOptions = MV::SaveOptions::fromSettings(settings, copy);
@@ -150,6 +179,9 @@ std::size_t convertInstrument(const std::string& in, const std::string& out, con
         break;
     case Kind::Matrix:
         save.save(only(bank->matrixes, in, "wave matrices", ""));
+        break;
+    case Kind::HostBank:
+    case Kind::HostProgram:
         break;
     }
     if (progress) progress(1.0, target);

@@ -1,15 +1,21 @@
 #include "InstrumentLoader.h"
 
 #include <array>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 #include "MidiFile.h"
+#include "MorvekVersion.h"
+#include "engine/SoundFontSources.h"
 #include "lib/Error.h"
 #include "lib/Path.h"
 #include "lib/Text.h"
 #include "import/SoundFont.h"
 #include "persist/ImportFilter.h"
 #include "persist/LoadDocument.h"
+#include "persist/PresetFile.h"
+#include "persist/StateReader.h"
 
 namespace Cli {
 
@@ -19,6 +25,19 @@ std::string typeOf(const std::string& path) { return ZnLib::Text::toLower(ZnLib:
 
 bool isDocument(const std::string& type) {
     return type == ".mvbank" || type == ".mvprog" || type == ".mvperf" || type == ".mvmatrix";
+}
+
+ZnLib::SharedRef<MV::Bank> loadHostPreset(const std::string& path, std::vector<std::string> places) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw std::runtime_error("File not found");
+    const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const MV::PresetFile file = MV::PresetFile::read(bytes, hostPluginId());
+    MV::SoundFontSources imports;
+    MV::StateOptions options;
+    options.places = std::move(places);
+    options.imports = &imports;
+    options.restoreIcons = false;
+    return MV::StateReader::read(file.chunk, !file.isBank, options).bank;
 }
 
 // Gives a bank that holds programs or matrices but no performance one that plays them.
@@ -60,11 +79,19 @@ PresetNumber parsePreset(const std::string& text) {
     return n;
 }
 
+uint32_t hostPluginId() {
+    const char* tag = Version::ProductTag;
+    return (uint32_t(uint8_t(tag[0])) << 24) | (uint32_t(uint8_t(tag[1])) << 16) | (uint32_t(uint8_t(tag[2])) << 8) |
+           uint32_t(uint8_t(tag[3]));
+}
+
+uint32_t hostPluginVersion() { return uint32_t((Version::Major * 100 + Version::Minor) * 100 + Version::Patch); }
+
 bool isSoundFont(const std::string& path) { return typeOf(path) == ".sf2"; }
 
 bool isInstrumentFile(const std::string& path) {
     const std::string type = typeOf(path);
-    return isDocument(type) || type == ".sf2" || type == ".sfz";
+    return isDocument(type) || type == ".sf2" || type == ".sfz" || type == ".fxb" || type == ".fxp";
 }
 
 std::vector<MV::ChannelChoice> songChannelChoices(const MidiFile& song) {
@@ -121,9 +148,15 @@ ZnLib::SharedRef<MV::Bank> loadInstrument(const std::string& path, const std::ve
         }
     } else if (type == ".sfz") {
         bank = MV::importSfzBank(path, quiet);
+    } else if (type == ".fxb" || type == ".fxp") {
+        try {
+            bank = loadHostPreset(path, std::move(places));
+        } catch (...) {
+            ZnLib::throwWrapped("Could not load " + path);
+        }
     } else {
         throw std::runtime_error("Not an instrument file: " + path +
-                                 " (known: .mvbank .mvprog .mvperf .mvmatrix .sf2 .sfz)");
+                                 " (known: .mvbank .mvprog .mvperf .mvmatrix .sf2 .sfz .fxb .fxp)");
     }
     ensurePerformance(*bank);
     return bank;

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,8 @@ std::vector<MV::ChannelChoice> songChannelChoices(const MidiFile& song);
 // wave matrix document, a SoundFont 2 (with only the presets `choices` name; every preset when
 // `choices` is empty) or an SFZ file. The bank always holds a current performance: a program
 // without one plays on all channels, several programs on channels 1 to 16 in list order, a wave
-// matrix through a program of its own. Failures read "Could not load " + path.
+// matrix through a program of its own. A host preset file (.fxb, .fxp) brings the plug-in state it
+// holds. Failures read "Could not load " + path.
 // `places` is where file search looks for missing waves. [ui-thread]
 ZnLib::SharedRef<MV::Bank> loadInstrument(const std::string& path, const std::vector<MV::ChannelChoice>& choices,
                                           std::vector<std::string> places);
@@ -30,6 +32,10 @@ struct PresetNumber {
     int program = 0;
 };
 PresetNumber parsePreset(const std::string& text);
+
+// The identity a host preset file names: the plug-in's unique id ('Mrvk') and its version number.
+uint32_t hostPluginId();
+uint32_t hostPluginVersion();
 
 // True for the file types loadInstrument reads.
 bool isInstrumentFile(const std::string& path);

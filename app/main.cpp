@@ -294,8 +294,9 @@ int main(int argc, char** argv) {
     ConvertArgs convert;
     CLI::App* convertCmd = app.add_subcommand(
         "convert", "Save an instrument as one of the product's documents, with the waves it needs. OUT's "
-                   "extension names the type: .mvbank, .mvprog, .mvperf or .mvmatrix. A whole SoundFont becomes "
-                   "a bank with one program per preset, in General MIDI order.");
+                   "extension names the type: .mvbank, .mvprog, .mvperf or .mvmatrix; or a host preset file: "
+                   ".fxb (the bank) or .fxp (the current performance), the plug-in's state that hosts load. A "
+                   "whole SoundFont becomes a bank with one program per preset, in General MIDI order.");
     convertCmd->add_option("IN", convert.in, "A .mvbank, .mvprog, .mvperf, .mvmatrix, .sf2 or .sfz file")->required();
     convertCmd->add_option("OUT", convert.out, "The document to write; an existing one is replaced only when the "
                                                "save succeeds")
@@ -309,6 +310,8 @@ int main(int argc, char** argv) {
                            "Where new waves go: 0 beside the document, 1 Samples/, 2 <document>_Samples/ "
                            "(default: the settings' choice)")
         ->check(CLI::Range(0, 2));
+    convertCmd->add_flag("-e,--embed-waves", convert.options.embedWaves,
+                         "With OUT.fxb or OUT.fxp: the preset file holds the waves themselves, not their paths");
     convertCmd->add_flag("-q,--quiet", convert.quiet, "No progress bar and no summary");
 
     // The build writes the demo instrument with this; it is no command for users.

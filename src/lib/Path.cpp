@@ -1,6 +1,13 @@
 #include "lib/Path.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+
+#include "lib/Error.h"
 
 namespace ZnLib::FS {
 
@@ -67,6 +74,32 @@ bool exists(const std::string& path) {
 bool isRegularFile(const std::string& path) {
     struct stat st;
     return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+void replaceFile(const std::string& path, std::span<const uint8_t> bytes) {
+    std::string temp = path + ".XXXXXX";
+    try {
+        const int fd = ::mkstemp(temp.data());
+        if (fd < 0) throw std::system_error(errno, std::generic_category());
+        std::size_t done = 0;
+        while (done < bytes.size()) {
+            const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) {
+                const int cause = errno;
+                ::close(fd);
+                throw std::system_error(cause, std::generic_category());
+            }
+            done += std::size_t(n);
+        }
+        // mkstemp makes the file private; a saved file gets the usual rights.
+        ::fchmod(fd, 0644);
+        if (::close(fd) != 0 || ::rename(temp.c_str(), path.c_str()) != 0)
+            throw std::system_error(errno, std::generic_category());
+    } catch (...) {
+        ::unlink(temp.c_str());
+        throwWrapped("Could not save " + path);
+    }
 }
 
 }  // namespace ZnLib::FS

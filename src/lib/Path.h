@@ -1,4 +1,6 @@
 #pragma once
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -23,5 +25,8 @@ std::string join(std::string_view dir, std::string_view name);
 
 bool exists(const std::string& path);
 bool isRegularFile(const std::string& path);
+// Writes `bytes` to a new file beside `path` and renames it over `path`, so that a failure leaves
+// the old file whole. Throws "Could not save " + path with the cause nested.
+void replaceFile(const std::string& path, std::span<const uint8_t> bytes);
 
 }  // namespace ZnLib::FS

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 
 #include "Convert.h"
 #include "DemoInstrument.h"
@@ -102,11 +103,29 @@ TEST(Convert, TheDemoBankFilesPlayLikeTheInstrumentBuiltInMemory) {
     EXPECT_LT(differenceDb(Cli::renderSong(engine, demo, options), render(folder.path("demo/Demo.mvbank"), demo)), -60);
 }
 
+TEST(Convert, HostPresetFilesCarryTheInstrumentByPathOrByContent) {
+    MV::XmlTest::Folder folder;
+    const std::string bank = folder.path("demo/Demo.mvbank");
+    Cli::writeDemoBank(bank);
+    const Cli::MidiFile run = keyboardRun();
+    const Cli::RenderResult direct = render(bank, run);
+    Cli::convertInstrument(bank, folder.path("byPath.fxb"), {});
+    Cli::ConvertOptions embed;
+    embed.embedWaves = true;
+    Cli::convertInstrument(bank, folder.path("whole.fxb"), embed);
+    Cli::convertInstrument(bank, folder.path("current.fxp"), embed);
+    EXPECT_EQ(render(folder.path("byPath.fxb"), run).left, direct.left);
+    // Without the files: the waves come from the preset, re-encoded once (16-bit, a hair quieter).
+    std::filesystem::remove_all(folder.path("demo"));
+    EXPECT_LT(differenceDb(direct, render(folder.path("whole.fxb"), run)), -80);
+    EXPECT_LT(differenceDb(direct, render(folder.path("current.fxp"), run)), -80);
+}
+
 TEST(Convert, RefusesWhatItCannotWriteAndKeepsTheOldFile) {
     MV::XmlTest::Folder folder;
     EXPECT_EQ(
         convertError(kTimGm6mb, folder.path("x.wav")),
-        "Cannot save as " + folder.path("x.wav") + ": the name must end in .mvbank, .mvprog, .mvperf or .mvmatrix");
+        "Cannot save as " + folder.path("x.wav") + ": the name must end in .mvbank, .mvprog, .mvperf, .mvmatrix, .fxb or .fxp");
     EXPECT_NE(convertError(kTimGm6mb, folder.path("all.mvprog")).find("(choose it with --preset BANK:PROG)"),
               std::string::npos);
     Cli::ConvertOptions missing;

@@ -1,7 +1,7 @@
-// Feeds arbitrary bytes to the host state reader, as a bank state and as a program state, with
-// the SoundFont importer behind it and no project folder. Whatever fails must fail by an
-// exception. Whatever loads must keep the waves' rules (play range and loops inside the data),
-// and what the writer makes of it must read again.
+// Feeds arbitrary bytes to the host state reader (inside a host preset file when they start as
+// one), as a bank state and as a program state, with the SoundFont importer behind it and no
+// project folder. Whatever fails must fail by an exception. Whatever loads must keep the waves'
+// rules (play range and loops inside the data), and what the writer makes of it must read again.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -13,6 +13,7 @@
 
 #include "engine/SoundFontSources.h"
 #include "model/Bank.h"
+#include "persist/PresetFile.h"
 #include "persist/StateReader.h"
 #include "persist/StateWriter.h"
 #include "plug/Wave.h"
@@ -69,6 +70,17 @@ void run(std::span<const uint8_t> data, bool programOnly) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::span<const uint8_t> bytes(data, size);
+    // Bytes in a host's preset container go through its reader first, as `morvek` reads them.
+    if (size >= 4 && data[0] == 'C' && data[1] == 'c' && data[2] == 'n' && data[3] == 'K') {
+        MV::PresetFile file;
+        try {
+            file = MV::PresetFile::read(bytes, 0x4D72766B);
+        } catch (const std::exception&) {
+            return 0;
+        }
+        run(file.chunk, !file.isBank);
+        return 0;
+    }
     run(bytes, false);
     run(bytes, true);
     return 0;

@@ -10,8 +10,35 @@
 
 namespace Cli {
 
+namespace {
+
+// Keeps the whole render in memory.
+class CollectSink : public RenderSink {
+public:
+    explicit CollectSink(RenderResult& result) : result_(result) {}
+    void write(const float* left, const float* right, std::size_t frames) override {
+        result_.left.insert(result_.left.end(), left, left + frames);
+        result_.right.insert(result_.right.end(), right, right + frames);
+    }
+
+private:
+    RenderResult& result_;
+};
+
+}  // namespace
+
 RenderResult renderSong(MV::Morvek& engine, const MidiFile& song, const RenderOptions& options,
                         const std::function<void(double)>& progress) {
+    RenderResult result;
+    CollectSink sink(result);
+    const RenderSummary summary = renderSong(engine, song, options, sink, progress);
+    result.songSeconds = summary.songSeconds;
+    result.peak = summary.peak;
+    return result;
+}
+
+RenderSummary renderSong(MV::Morvek& engine, const MidiFile& song, const RenderOptions& options, RenderSink& sink,
+                         const std::function<void(double)>& progress) {
     const double rate = options.sampleRate;
     const int32_t block = std::max<int32_t>(options.blockSize, 1);
     engine.applySampleRate(rate);
@@ -33,8 +60,12 @@ RenderResult renderSong(MV::Morvek& engine, const MidiFile& song, const RenderOp
         pointers[i] = outputs[i].data();
     }
 
-    RenderResult result;
+    RenderSummary result;
     result.songSeconds = songSeconds;
+    // Frames rendered but not yet given to the sink: the quiet stretch after the last loud frame,
+    // which the end may cut. It never grows past the silence that ends the tail, plus a block.
+    std::vector<float> heldLeft, heldRight;
+    int64_t written = 0;
     std::size_t next = 0;
     std::vector<ZnPlug::MidiEvent> blockEvents;
     int64_t quietFrames = 0;
@@ -73,15 +104,23 @@ RenderResult renderSong(MV::Morvek& engine, const MidiFile& song, const RenderOp
 
         float blockPeak = 0;
         for (int32_t i = 0; i < n; ++i) {
-            const float l = outputs[0][std::size_t(i)], r = outputs[1][std::size_t(i)];
-            result.left.push_back(l);
-            result.right.push_back(r);
-            const float p = std::fmax(std::fabs(l), std::fabs(r));
+            const float p = std::fmax(std::fabs(outputs[0][std::size_t(i)]), std::fabs(outputs[1][std::size_t(i)]));
             blockPeak = std::fmax(blockPeak, p);
             if (p >= options.silenceLevel) lastLoud = pos + i + 1;
         }
         result.peak = std::fmax(result.peak, blockPeak);
+        heldLeft.insert(heldLeft.end(), outputs[0].begin(), outputs[0].begin() + n);
+        heldRight.insert(heldRight.end(), outputs[1].begin(), outputs[1].begin() + n);
         pos += n;
+        // What stays in any case: everything up to the last loud frame, and the song itself.
+        const int64_t safe = std::max(lastLoud, std::min(songFrames, pos));
+        if (safe > written) {
+            const auto count = std::size_t(safe - written);
+            sink.write(heldLeft.data(), heldRight.data(), count);
+            heldLeft.erase(heldLeft.begin(), heldLeft.begin() + std::ptrdiff_t(count));
+            heldRight.erase(heldRight.begin(), heldRight.begin() + std::ptrdiff_t(count));
+            written = safe;
+        }
         quietFrames = blockPeak < options.silenceLevel ? quietFrames + n : 0;
         if (pos >= songFrames && next >= events.size() && quietFrames >= silentFrames) break;
 
@@ -93,10 +132,8 @@ RenderResult renderSong(MV::Morvek& engine, const MidiFile& song, const RenderOp
             }
         }
     }
-    // Cut the silence of the tail, never into the song itself.
-    const auto keep = std::size_t(std::max(lastLoud, std::min(songFrames, pos)));
-    result.left.resize(keep);
-    result.right.resize(keep);
+    // The silence still held back is the tail's, and goes.
+    result.frames = std::size_t(written);
     if (progress) progress(1.0);
     return result;
 }

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -28,6 +29,19 @@ struct RenderResult {
     float peak = 0;
 };
 
+// Where a streamed render goes, block by block, in order.
+class RenderSink {
+public:
+    virtual ~RenderSink() = default;
+    virtual void write(const float* left, const float* right, std::size_t frames) = 0;
+};
+
+struct RenderSummary {
+    std::size_t frames = 0;
+    double songSeconds = 0;
+    float peak = 0;
+};
+
 // Plays a song through the engine the way a host would: per block, the song's events that fall
 // into it go in with their sample offsets, the transport record moves on (tempo from the song,
 // playing, ppq), and the audio call runs in offline mode. Output "S 1+2" is collected. After
@@ -36,5 +50,9 @@ struct RenderResult {
 // [ui-thread] [takes-main-lock]
 RenderResult renderSong(MV::Morvek& engine, const MidiFile& song, const RenderOptions& options,
                         const std::function<void(double)>& progress = {});
+// The same, streamed: only the silence that may yet be cut is held back, so memory stays small
+// whatever the song's length.
+RenderSummary renderSong(MV::Morvek& engine, const MidiFile& song, const RenderOptions& options, RenderSink& sink,
+                         const std::function<void(double)>& progress = {});
 
 }  // namespace Cli

@@ -15,6 +15,7 @@
 #include "MidiFile.h"
 #include "MorvekVersion.h"
 #include "SongRenderer.h"
+#include "WavStream.h"
 #include "engine/Morvek.h"
 #include "lib/Error.h"
 #include "lib/Path.h"
@@ -70,17 +71,6 @@ private:
     const char* label_;
 };
 
-void writeWav(const Cli::RenderResult& result, const std::string& path, double rate, const std::string& format) {
-    ZnPlug::SampleBuffer buffer(uint32_t(result.left.size()), 2);
-    std::copy(result.left.begin(), result.left.end(), buffer.channel(0));
-    std::copy(result.right.begin(), result.right.end(), buffer.channel(1));
-    const bool isFloat = format == "float";
-    const uint8_t bits = isFloat ? 32 : uint8_t(std::stoi(format));
-    ZnPlug::Wave wave(std::move(buffer), uint32_t(std::lround(rate)), bits, isFloat ? 3 : 2, ZnPlug::kFormatWave);
-    wave.setName(ZnLib::FS::stem(path));
-    wave.saveAs(path);
-}
-
 int runRender(const RenderArgs& args) {
     const std::string& songPath = args.inputs.back();
     const std::string instrument = args.inputs.size() > 1 ? args.inputs.front() : std::string();
@@ -111,24 +101,24 @@ int runRender(const RenderArgs& args) {
     options.sampleRate = args.rate;
     options.blockSize = args.block;
     options.maxTailSeconds = args.tail;
-    Cli::RenderResult result = Cli::renderSong(engine, song, options, ProgressBar(!args.quiet));
-    if (args.gainDb != 0) {
-        const auto gain = float(std::pow(10.0, args.gainDb / 20.0));
-        for (float& x : result.left) x *= gain;
-        for (float& x : result.right) x *= gain;
-        result.peak *= gain;
-    }
-
     const std::string output = args.output.empty() ? ZnLib::FS::stem(songPath) + ".wav" : args.output;
-    writeWav(result, output, args.rate, args.format);
+    const auto gain = float(std::pow(10.0, args.gainDb / 20.0));
+    const auto format = args.format == "float" ? Cli::WavStream::Format::Float
+                        : args.format == "16"  ? Cli::WavStream::Format::Pcm16
+                                               : Cli::WavStream::Format::Pcm24;
+    // Written as it renders: a long song costs no more memory than a short one.
+    Cli::WavStream file(output, uint32_t(std::lround(args.rate)), format, gain);
+    const Cli::RenderSummary result = Cli::renderSong(engine, song, options, file, ProgressBar(!args.quiet));
+    file.finish();
+    const float peak = result.peak * gain;
     if (!args.quiet) {
-        const double seconds = double(result.left.size()) / args.rate;
-        const double peakDb = result.peak > 0 ? 20.0 * std::log10(double(result.peak)) : -INFINITY;
+        const double seconds = double(result.frames) / args.rate;
+        const double peakDb = peak > 0 ? 20.0 * std::log10(double(peak)) : -INFINITY;
         std::fputs(ZnLib::Text::format("Rendered %s to %s: %.2f s, peak %.1f dBFS\n", songPath.c_str(),
                                        output.c_str(), seconds, peakDb)
                        .c_str(),
                    stdout);
-        if (result.peak > 1.0f && args.format != "float")
+        if (peak > 1.0f && args.format != "float")
             std::fputs(ZnLib::Text::format("Warning: the output clips (peak %+.1f dBFS) and was cut at 0 dBFS; "
                                            "render again with --gain %.0f, or -f float\n",
                                            peakDb, std::floor(args.gainDb - peakDb - 1.0))

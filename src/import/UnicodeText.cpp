@@ -1,30 +1,13 @@
 #include "import/UnicodeText.h"
 
 #include "lib/MappedFile.h"
+#include "lib/Text.h"
 
 namespace MV {
 
 namespace {
 
 constexpr uint32_t kReplacement = 0xFFFD;
-
-void appendUtf8(std::string& out, uint32_t cp) {
-    if (cp < 0x80) {
-        out += char(cp);
-    } else if (cp < 0x800) {
-        out += char(0xC0 | (cp >> 6));
-        out += char(0x80 | (cp & 0x3F));
-    } else if (cp < 0x10000) {
-        out += char(0xE0 | (cp >> 12));
-        out += char(0x80 | ((cp >> 6) & 0x3F));
-        out += char(0x80 | (cp & 0x3F));
-    } else {
-        out += char(0xF0 | (cp >> 18));
-        out += char(0x80 | ((cp >> 12) & 0x3F));
-        out += char(0x80 | ((cp >> 6) & 0x3F));
-        out += char(0x80 | (cp & 0x3F));
-    }
-}
 
 std::string fromUtf16(std::span<const uint8_t> bytes, bool bigEndian) {
     std::string out;
@@ -38,12 +21,12 @@ std::string fromUtf16(std::span<const uint8_t> bytes, bool bigEndian) {
         if (u >= 0xD800 && u < 0xDC00 && i + 3 < n) {
             const uint32_t low = unit(i + 2);
             if (low >= 0xDC00 && low < 0xE000) {
-                appendUtf8(out, 0x10000 + ((u - 0xD800) << 10) + (low - 0xDC00));
+                ZnLib::Text::appendUtf8(out, 0x10000 + ((u - 0xD800) << 10) + (low - 0xDC00));
                 i += 2;
                 continue;
             }
         }
-        appendUtf8(out, u >= 0xD800 && u < 0xE000 ? kReplacement : u);
+        ZnLib::Text::appendUtf8(out, u >= 0xD800 && u < 0xE000 ? kReplacement : u);
     }
     return out;
 }
@@ -88,7 +71,7 @@ std::string UnicodeText::decode(std::span<const uint8_t> bytes) {
     if (isValidUtf8(bytes)) return std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     std::string out;
     out.reserve(bytes.size() * 2);
-    for (uint8_t c : bytes) appendUtf8(out, c);
+    for (uint8_t c : bytes) ZnLib::Text::appendUtf8(out, c);
     return out;
 }
 

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -16,5 +17,7 @@ bool parseInt(std::string_view text, long long& out);
 std::string toLower(std::string_view s);
 bool iequals(std::string_view a, std::string_view b);
 std::string_view trim(std::string_view s);
+// Appends code point `cp` (at most 0x10FFFF) to `out` as UTF-8.
+void appendUtf8(std::string& out, uint32_t cp);
 
 }  // namespace ZnLib::Text

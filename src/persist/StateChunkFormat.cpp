@@ -3,6 +3,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "lib/Text.h"
 #include "persist/XmlOut.h"
 
 namespace MV::StateChunkFormat {
@@ -79,28 +80,6 @@ bool endsInZeroUnit(const ZnLib::ByteReader& payload) {
     return n >= 2 && n % 2 == 0 && payload.data()[n - 1] == 0 && payload.data()[n - 2] == 0;
 }
 
-namespace {
-
-void putUtf8(std::string& out, uint32_t cp) {
-    if (cp < 0x80) {
-        out += char(cp);
-    } else if (cp < 0x800) {
-        out += char(0xC0 | (cp >> 6));
-        out += char(0x80 | (cp & 0x3F));
-    } else if (cp < 0x10000) {
-        out += char(0xE0 | (cp >> 12));
-        out += char(0x80 | ((cp >> 6) & 0x3F));
-        out += char(0x80 | (cp & 0x3F));
-    } else {
-        out += char(0xF0 | (cp >> 18));
-        out += char(0x80 | ((cp >> 12) & 0x3F));
-        out += char(0x80 | ((cp >> 6) & 0x3F));
-        out += char(0x80 | (cp & 0x3F));
-    }
-}
-
-}  // namespace
-
 std::string readUtf16z(ZnLib::ByteReader& reader) {
     std::string out;
     while (reader.remaining() >= 2) {
@@ -111,12 +90,12 @@ std::string readUtf16z(ZnLib::ByteReader& reader) {
             const uint32_t low = ahead.u16le();
             if (low >= 0xDC00 && low < 0xE000) {
                 reader.skip(2);
-                putUtf8(out, 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
+                ZnLib::Text::appendUtf8(out, 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
                 continue;
             }
         }
         if (unit >= 0xD800 && unit < 0xE000) unit = 0xFFFD;
-        putUtf8(out, unit);
+        ZnLib::Text::appendUtf8(out, unit);
     }
     return out;
 }

@@ -32,6 +32,9 @@ struct Aeg {
 
     // One sample: moves the level and the state, then the squared output.
     void step(uint8_t& state);
+    // `n` samples while the modulation holds still, each output times `gain` into `amp_out`;
+    // the same values as `n` steps. Fewer when the envelope ends: the count made.
+    int32_t run(uint8_t& state, float gain, float* amp_out, int32_t n);
 
     // Modulation destinations.
     float attack_mod = 0;
@@ -47,26 +50,39 @@ struct Aeg {
     double sustain = 1;
     double amp = 1;
     bool no_release = false;
+
+private:
+    template <typename StepOf>
+    void move(uint8_t& state, StepOf stepOf);
+    // 2^(10 x modulation), made again only when the modulation moved: most samples it holds.
+    double attackScale();
+    double timeScale();
+
+    float seen_attack_mod_ = __builtin_nanf("");
+    float seen_time_mod_ = __builtin_nanf("");
+    double attack_scale_ = 1;
+    double time_scale_ = 1;
 };
 
-inline void Aeg::step(uint8_t& state) {
+template <typename StepOf>
+inline void Aeg::move(uint8_t& state, StepOf stepOf) {
     switch (state) {
     case kAttack:
-        level += double(FastMath::fastPow2(10.0f * attack_mod)) * attack_rate;
+        level += stepOf(kAttack);
         if (level >= 1.0) {
             level = 1.0;
             state = kDecay1;
         }
         break;
     case kDecay1:
-        level -= double(FastMath::fastPow2(10.0f * time_mod)) * decay1_rate;
+        level -= stepOf(kDecay1);
         if (level <= level1) {
             level = level1;
             state = kDecay2;
         }
         break;
     case kDecay2: {
-        const double delta = double(FastMath::fastPow2(10.0f * time_mod)) * decay2_rate;
+        const double delta = stepOf(kDecay2);
         bool arrived;
         if (level < sustain) {
             level += delta;
@@ -82,7 +98,7 @@ inline void Aeg::step(uint8_t& state) {
         break;
     }
     case kRelease:
-        level -= double(FastMath::fastPow2(10.0f * time_mod)) * release_rate;
+        level -= stepOf(kRelease);
         if (level <= 0) {
             level = 0;
             state = kIdle;
@@ -91,7 +107,49 @@ inline void Aeg::step(uint8_t& state) {
     default:
         break;
     }
+}
+
+inline double Aeg::attackScale() {
+    if (!(attack_mod == seen_attack_mod_)) {
+        seen_attack_mod_ = attack_mod;
+        attack_scale_ = double(FastMath::fastPow2(10.0f * attack_mod));
+    }
+    return attack_scale_;
+}
+
+inline double Aeg::timeScale() {
+    if (!(time_mod == seen_time_mod_)) {
+        seen_time_mod_ = time_mod;
+        time_scale_ = double(FastMath::fastPow2(10.0f * time_mod));
+    }
+    return time_scale_;
+}
+
+inline void Aeg::step(uint8_t& state) {
+    move(state, [this](uint8_t stage) {
+        switch (stage) {
+        case kAttack: return attackScale() * attack_rate;
+        case kDecay1: return timeScale() * decay1_rate;
+        case kDecay2: return timeScale() * decay2_rate;
+        default: return timeScale() * release_rate;
+        }
+    });
     out = FastMath::clamp01(float((double(amp_mod) + amp) * level * level));
+}
+
+inline int32_t Aeg::run(uint8_t& state, float gain, float* amp_out, int32_t n) {
+    // The same products as step() makes, made once: the operands do not change in the run.
+    const double time = timeScale();
+    const double steps[] = {0, attackScale() * attack_rate, time * decay1_rate, time * decay2_rate, 0,
+                            time * release_rate};
+    const double scale = double(amp_mod) + amp;
+    for (int32_t i = 0; i < n; ++i) {
+        move(state, [&steps](uint8_t stage) { return steps[stage]; });
+        out = FastMath::clamp01(float(scale * level * level));
+        amp_out[i] = gain * out;
+        if (state == kIdle) return i + 1;
+    }
+    return n;
 }
 
 }  // namespace MV

@@ -189,11 +189,8 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
             return n;
         }
         // Attack and decays: a long piano decay spends seconds here with nothing else moving.
-        for (int32_t i = 0; i < n; ++i) {
-            aeg.step(state);
-            amp[i] = static_gain * aeg.out;
-            if (state == kIdle) return i + 1;
-        }
+        const int32_t made = aeg.run(state, static_gain, amp, n);
+        if (state == kIdle) return made;
         advanceModulators(n, kAllModulators);
         return n;
     }

@@ -15,7 +15,11 @@ struct OutputMeter {
     // [audio-thread] [main-lock]
     void update(const float* samples, int32_t count, double sampleRate) {
         float p = 0;
-        for (int32_t i = 0; i < count; ++i) p = std::fmax(p, std::fabs(samples[i]));
+        // A comparison, not fmax: it keeps `p` for a NaN just the same, and needs no library call.
+        for (int32_t i = 0; i < count; ++i) {
+            const float a = std::fabs(samples[i]);
+            p = a > p ? a : p;
+        }
         peak = p;
         // 20 dB per second: a factor of 0.1 per sampleRate samples.
         const float decay = float(std::pow(0.1, double(count) / sampleRate));

@@ -151,18 +151,6 @@ TEST(VstAdapter, ChunksTravelWithTheHostsChunkFile) {
     EXPECT_EQ(fresh.call(effSetChunk, 1, intptr_t(saved.size()), saved.data()), 0);
 }
 
-TEST(VstAdapter, TwoInstancesDoNotHearEachOther) {
-    registerPlugin<ProbeEngine>();
-    TestHost a(&ZnPlug::vstPluginMain), b(&ZnPlug::vstPluginMain);
-    a.open();
-    b.open();
-    a.send({{kNoteOn, 60, 100, 0}});
-    a.process(256);
-    b.process(256);
-    EXPECT_EQ(firstSound(a, 256), 0);
-    EXPECT_EQ(firstSound(b, 256), -1);
-}
-
 TEST(VstAdapter, SpeakerArrangementsBecomeBuses) {
     registerPlugin<PlainPlugin>();
     TestHost host(&ZnPlug::vstPluginMain);

@@ -7,6 +7,7 @@
 
 #include "model/Bank.h"
 #include "model/ModulationTables.h"
+#include "persist/EffectFactory.h"
 #include "persist/MVSave.h"
 #include "persist/SaveFilter.h"
 #include "plug/ValueLaws.h"
@@ -191,6 +192,12 @@ SharedRef<MV::Program> drumProgram(MV::Bank& bank) {
         group->amp = 0.6f;
         program->addGroup(group);
     }
+    // The kick gets some weight from a saturating insert.
+    const MV::EffectFactory& units = MV::EffectFactory::current();
+    MV::Group& kickGroup = *program->groups.front();
+    kickGroup.setInsert(units.createInsert(int32_t(MV::FX::InsertType::Saturation)));
+    units.setParam(*kickGroup.insert, "threshold", "0.4");
+    units.setParam(*kickGroup.insert, "gain", "3 dB");
     return program;
 }
 
@@ -218,6 +225,26 @@ void loadDemoInstrument(MV::Bank& bank) {
     auto kit = ZnLib::makeRef<MV::ProgramSlot>(uint8_t(9), drums);
     kit->amp = 0.7f;
     performance->addSlot(kit);
+
+    // A room on FX1 and a dotted echo on FX2, both into "S 1+2"; the keys feed both, the kit
+    // only the room.
+    const MV::EffectFactory& units = MV::EffectFactory::current();
+    auto room = units.createEffect(int32_t(MV::FX::EffectType::Reverb));
+    units.setParam(*room, "roomsize", "0.7");
+    units.setParam(*room, "damp", "0.4");
+    units.setParam(*room, "level", "0.8");
+    auto echo = units.createEffect(int32_t(MV::FX::EffectType::Delay));
+    units.setParam(*echo, "sync", "Tempo");
+    units.setParam(*echo, "delay", "1/8");
+    units.setParam(*echo, "mode", "PingPong");
+    units.setParam(*echo, "feedback", "0.3");
+    units.setParam(*echo, "level", "0.6");
+    performance->fx[0] = room;
+    performance->fx[1] = echo;
+    chords->sends[0] = {MV::kRouteFirstBus, 0.3f};
+    chords->sends[1] = {uint8_t(MV::kRouteFirstBus + 1), 0.2f};
+    bass->sends[0] = {MV::kRouteFirstBus, 0.1f};
+    kit->sends[0] = {MV::kRouteFirstBus, 0.15f};
     bank.addPerformance(performance);
     bank.currentPerformance = performance.get();
 }

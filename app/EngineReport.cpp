@@ -3,6 +3,7 @@
 #include "MorvekVersion.h"
 #include "engine/Morvek.h"
 #include "lib/Text.h"
+#include "persist/EffectFactory.h"
 
 namespace Cli {
 
@@ -35,6 +36,19 @@ std::string bankReport(const MV::Bank& bank) {
                           slot->name.c_str(), channel.c_str(), slot->program->name().c_str(),
                           MV::kOutputNames[slot->output < MV::kOutputCount ? slot->output : 0], slot->amp,
                           slot->pan);
+        }
+        for (std::size_t bus = 0; bus < perf->fx.size(); ++bus) {
+            const MV::FX::Effect* fx = perf->fx[bus].get();
+            if (!fx) continue;
+            out += format("    FX%zu: %s to \"%s\"%s%s:", bus + 1, fx->typeName(),
+                          MV::kSendDestinationNames[fx->output < MV::kSendDestinationNames.size() ? fx->output : 0],
+                          fx->bypass ? ", bypassed" : "", fx->mute ? ", muted" : "");
+            for (const MV::StoredParam& p : MV::EffectFactory::current().params(*fx)) {
+                out += format(" %s %s", p.name.c_str(), p.value.c_str());
+                if (p.automation >= 0) out += format(" (Param %02d)", p.automation);
+                out += ",";
+            }
+            out.back() = '\n';
         }
     }
     out += format("Programs: %zu\n", bank.programs.size());

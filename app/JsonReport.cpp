@@ -175,8 +175,7 @@ private:
                 named("type", fx->type, MV::kEffectTypeNames);
                 named("output", fx->output, MV::kSendDestinationNames);
                 w.field("mute", fx->mute).field("bypass", fx->bypass);
-                const auto* stored = dynamic_cast<const MV::StoredEffect*>(fx);
-                params(stored ? stored->params : std::vector<MV::StoredParam>{});
+                params(MV::EffectFactory::current().params(*fx));
                 w.endObject();
             } else {
                 w.null();
@@ -316,8 +315,7 @@ private:
         if (g.insert) {
             w.beginObject();
             named("type", g.insert->type, MV::kInsertTypeNames);
-            const auto* stored = dynamic_cast<const MV::StoredInsert*>(g.insert.get());
-            params(stored ? stored->params : std::vector<MV::StoredParam>{});
+            params(MV::EffectFactory::current().params(*g.insert));
             w.endObject();
         } else {
             w.null();

@@ -17,6 +17,7 @@
 #include "SongRenderer.h"
 #include "WavStream.h"
 #include "engine/Morvek.h"
+#include "engine/UnitFactory.h"
 #include "lib/Error.h"
 #include "lib/Path.h"
 #include "lib/Text.h"
@@ -38,6 +39,7 @@ struct RenderArgs {
     double gainDb = 0;
     std::string preset;
     bool quiet = false;
+    bool noEffects = false;
 };
 
 // "BANK:PROG" of --preset: every channel the song plays gets that one preset.
@@ -80,6 +82,7 @@ int runRender(const RenderArgs& args) {
     if (const int code = Cli::interpolationCode(args.interpolation); code > 0)
         settings.offlineInterpolation = uint8_t(code);
     MV::Morvek engine(settings);
+    engine.effectsOff = args.noEffects;
     if (instrument.empty()) {
         const std::string demo = Cli::demoBankPath();
         if (!ZnLib::FS::exists(demo))
@@ -219,6 +222,8 @@ int runInfo(const InfoArgs& args) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Documents read by any command hold the real effect units.
+    MV::FX::UnitFactory::install();
     CLI::App app{"Morvek: renders MIDI songs through sampler instruments"};
     app.set_version_flag("--version", std::to_string(Version::Major) + "." + std::to_string(Version::Minor) + "." +
                                           std::to_string(Version::Patch));
@@ -263,6 +268,7 @@ int main(int argc, char** argv) {
     renderCmd->add_option("-p,--preset", render.preset,
                           "With a SoundFont: BANK:PROG, the one preset every channel of the song plays");
     renderCmd->add_flag("-q,--quiet", render.quiet, "No progress bar and no summary");
+    renderCmd->add_flag("--no-effects", render.noEffects, "Bypass every effect bus and insert, for comparisons");
 
     InfoArgs info;
     CLI::App* infoCmd = app.add_subcommand(

@@ -32,7 +32,8 @@ namespace {
 bool audible(const FX::Effect* fx) { return fx && !fx->mute; }
 }  // namespace
 
-void EffectBuses::run(const Performance& performance, const RouteTable& routes, int32_t segStart, int32_t segEnd,
+void EffectBuses::run(const Performance& performance, const RouteTable& routes,
+                      const ZnPlug::AssignableAutomation& cells, int32_t segStart, int32_t segEnd,
                       int32_t count) noexcept {
     constexpr unsigned kAll = (1u << kBuses) - 1;
     count = std::min(count, blockSize_);
@@ -65,12 +66,14 @@ void EffectBuses::run(const Performance& performance, const RouteTable& routes, 
             const float* src[2];
             float gain;
             if (fx->bypass) {
+                fx->follow(cells);
                 gain = fx->parameter(1) * fx->parameter(2);
                 src[0] = buffers_[std::size_t(i)][0];
                 src[1] = buffers_[std::size_t(i)][1];
             } else {
                 const float* in[2] = {buffers_[std::size_t(i)][0], buffers_[std::size_t(i)][1]};
                 float* out[2] = {scratch_[0], scratch_[1]};
+                fx->follow(cells);
                 fx->process(in, out, 0, count, 2);
                 gain = fx->parameter(2);
                 src[0] = scratch_[0];

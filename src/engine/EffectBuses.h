@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "engine/RouteTable.h"
+#include "plug/AssignableAutomation.h"
 
 namespace MV {
 
@@ -32,8 +33,9 @@ public:
     // cycle, the bus found second is dropped for the segment. A unit always processes the whole
     // block from 0 (so a block split by a performance switch runs it once per segment), and only
     // the segment's part of its output is mixed into the destination.
-    void run(const Performance& performance, const RouteTable& routes, int32_t segStart, int32_t segEnd,
-             int32_t count) noexcept;
+    // Parameters bound to automation take their cells' values before the unit runs.
+    void run(const Performance& performance, const RouteTable& routes, const ZnPlug::AssignableAutomation& cells,
+             int32_t segStart, int32_t segEnd, int32_t count) noexcept;
 
 private:
     std::vector<float> pool_;

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <mutex>
 
+#include "engine/UnitFactory.h"
+
 namespace MV {
 
 namespace {
@@ -34,6 +36,7 @@ Morvek::Morvek(const EngineSettings& settings) : Morvek(FromStore{}, &settings) 
 
 Morvek::Morvek(FromStore, const EngineSettings* given)
     : store_(), settings_(given ? *given : EngineSettings::from(store_)) {
+    FX::UnitFactory::install();
     programChangeMode = settings_.programChangeMode;
     useBankSelect = settings_.bankSelect;
     externalController = store_.externalController;
@@ -84,6 +87,7 @@ void Morvek::reconfigure() {
     for (auto& fx : currentPerformance->fx)
         if (fx) fx->prepare(context());
     if (buses_.blockSize() != context().block_size) buses_.resize(context().block_size);
+    prepareInserts();
 }
 
 void Morvek::outputsChanged() {
@@ -177,7 +181,7 @@ void Morvek::process(const float* const* inputs, float* const* outputs, int32_t 
             renderVoices(pos, end - pos);
             pos = end;
         }
-        buses_.run(perf, routes_, segStart, pos, count);
+        if (!effectsOff) buses_.run(perf, routes_, automationView_, segStart, pos, count);
         if (pos >= count) break;
         end = count;
     }
@@ -420,7 +424,40 @@ void Morvek::adoptBank(const Bank& loaded) {
                                                                    : performances.front().get();
     for (auto& fx : currentPerformance->fx)
         if (fx) fx->prepare(context());
+    prepareInserts();
     performanceChanged();
+}
+
+void Morvek::setSendEffect(Performance& performance, int bus, ZnLib::SharedRef<FX::Effect> unit) {
+    if (bus < 0 || bus >= int(Performance::kBuses)) return;
+    std::lock_guard lock(mainLock());
+    auto& place = performance.fx[std::size_t(bus)];
+    const bool playing = &performance == currentPerformance;
+    if (place && playing) place->release();
+    place = std::move(unit);
+    if (place && playing) place->prepare(context());
+}
+
+void Morvek::setInsert(Group& group, ZnLib::SharedRef<FX::Insert> unit) {
+    std::lock_guard lock(mainLock());
+    group.setInsert(std::move(unit));
+    prepareInserts();
+    for (Voice& v : voices_) {
+        if (v.idle() || v.group != &group || !v.processor) continue;
+        if (group.insert && v.processor->type == group.insert->type) v.processor->update(*group.insert);
+        else v.processor.reset();
+    }
+}
+
+void Morvek::prepareInserts() {
+    std::lock_guard lock(mainLock());
+    // Voices still running a processor made for another rate drop it; their notes go on without.
+    for (Voice& v : voices_)
+        if (v.processor && (context().sample_rate != insertsRate_ || context().block_size != insertsBlock_))
+            v.processor.reset();
+    insertsRate_ = context().sample_rate;
+    insertsBlock_ = context().block_size;
+    inserts_.prepare(programs, context(), kVoices);
 }
 
 // ---- listeners and taps ----

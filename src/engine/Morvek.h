@@ -9,6 +9,7 @@
 
 #include "engine/Channel.h"
 #include "engine/EffectBuses.h"
+#include "engine/InsertPool.h"
 #include "engine/EngineSettings.h"
 #include "engine/MidiListener.h"
 #include "engine/OutputMeter.h"
@@ -133,6 +134,12 @@ public:
     // performance and its bank-wide values. The voices of the old content are silenced first, the
     // old buses' units released and the new ones prepared.
     void adoptBank(const Bank& loaded);
+    // [ui-thread] [takes-main-lock] Puts `unit` (or nothing) on bus 0 to 5 of the performance:
+    // the old unit is released and, on the playing performance, the new one prepared.
+    void setSendEffect(Performance& performance, int bus, ZnLib::SharedRef<FX::Effect> unit);
+    // [ui-thread] [takes-main-lock] Gives the group its insert; playing voices of the group take
+    // the new values, or play on without an insert when its type changed.
+    void setInsert(Group& group, ZnLib::SharedRef<FX::Insert> unit);
 
     // [ui-thread] [main-lock] Listeners and taps are called in registration order.
     void addMidiListener(MidiListener* listener);
@@ -148,6 +155,8 @@ public:
         float value = 0;
         float delta = 0;
     };
+    // [ui-thread] Every bus and insert bypassed, for comparisons; set before rendering.
+    bool effectsOff = false;
 
     const EngineSettings& settings() const noexcept { return settings_; }
     // The user's preferences: places, bank defaults, save options.
@@ -176,6 +185,10 @@ public:
 
     // The lanes of the voice that is rendering.
     VoiceLanes& lanes() noexcept { return lanes_; }
+    InsertPool& insertPool() noexcept { return inserts_; }
+    // [ui-thread] [main-lock] Ready processors for the inserts the bank's groups use; after a
+    // change of inserts, rate or block size.
+    void prepareInserts();
 
     // ---- note handling (MorvekNotes.cpp) ----
     // [audio-thread] [main-lock] Note on through every slot listening on the event's channel;
@@ -228,6 +241,9 @@ private:
     Settings store_;
     EngineSettings settings_;
     VoiceLanes lanes_;
+    InsertPool inserts_;
+    double insertsRate_ = 0;
+    int32_t insertsBlock_ = 0;
     std::array<float, kAutomationCells> automationDefaults_{};
     std::array<Channel, kChannels> channels_;
     std::array<Voice, kVoices> voices_{};
@@ -237,6 +253,17 @@ private:
     std::array<OutputMeter, 16> meters_{};
     std::vector<ZnPlug::MidiEvent> queue_;
     std::array<AutomationCell, kAutomationCells> automation_{};
+    // The cells as effect parameters bound to them read them.
+    class AutomationView final : public ZnPlug::AssignableAutomation {
+    public:
+        explicit AutomationView(const Morvek& engine) : engine_(engine) {}
+        float automationValue(int32_t index) const override { return engine_.automation(index).value; }
+        float automationDelta(int32_t index) const override { return engine_.automation(index).delta; }
+
+    private:
+        const Morvek& engine_;
+    };
+    AutomationView automationView_{*this};
     int32_t automation_moved_ = 0;
     std::array<float*, 16> outputBuffers_{};
     EffectBuses buses_;

@@ -169,8 +169,8 @@ void Voice::pickOutput(Morvek& engine, const ProgramSlot& sl, const Group& gr) {
 }
 
 void Voice::prepareInsert(Morvek& engine, const Group& gr, bool fresh) {
-    if (!gr.insert) {
-        processor.reset();
+    if (!gr.insert || engine.effectsOff) {
+        engine.insertPool().give(std::move(processor));
         return;
     }
     if (processor && processor->type == gr.insert->type) {
@@ -178,8 +178,9 @@ void Voice::prepareInsert(Morvek& engine, const Group& gr, bool fresh) {
         if (fresh) processor->reset();
         return;
     }
-    processor = gr.insert->createProcessor(engine.context());
-    if (processor) processor->update(*gr.insert);
+    engine.insertPool().give(std::move(processor));
+    processor = engine.insertPool().take(*gr.insert, engine.context());
+    if (processor) processor->reset();
 }
 
 void Voice::resolveMatrix(Morvek& engine, WaveMatrix& m, uint8_t playedKey, uint8_t soundingKey) {
@@ -413,6 +414,8 @@ void Voice::kill() noexcept {
     auto_sources = 0;
     declick_left = 0;
     delay_left = 0;
+    // On the audio thread the processor goes back to the pool; elsewhere it may simply go.
+    if (Morvek* engine = Morvek::current()) engine->insertPool().give(std::move(processor));
     processor.reset();
 }
 

@@ -21,6 +21,12 @@ using FastMath::roundUp4;
 using FastMath::store4;
 
 namespace {
+
+// A slot value bound to a host automation cell follows the cell, read once per render call.
+float cellOr(const Morvek& engine, int32_t cell, float value) {
+    return cell >= 0 && cell < Morvek::kAutomationCells ? engine.automation(cell).value : value;
+}
+
 constexpr int32_t kSubBlock = int32_t(VoiceLanes::kLength);
 constexpr int32_t kSmoothSamples = 256;
 
@@ -57,6 +63,7 @@ struct Voice::Call {
     int32_t loopType = 0;
     float panBase = 0;
     float ampBase = 0;
+    float slotAmp = 1;  // the slot's amp, or its automation cell when bound to one
     int32_t outChannels = 2;
     int32_t waveChannels = 1;
     bool audible = true;
@@ -116,6 +123,7 @@ void Voice::render(Morvek& engine, int32_t offset, int32_t count) {
     }
     call.panBase = group->pan + static_pan;
     call.ampBase = group->amp + static_volume;
+    call.slotAmp = cellOr(engine, slot->ampAutomation, slot->amp);
     call.outChannels = output->channels >= 2 ? 2 : 1;
     call.waveChannels = w.channels() >= 2 ? 2 : 1;
     call.audible = !slot->muted();
@@ -450,7 +458,8 @@ void Voice::slotSends(Morvek& engine, float* const* signal, int32_t channels, in
                       bool preFader) {
     for (const SlotSend& send : slot->sends) {
         if (send.preFader != preFader || send.dest == kRouteNone) continue;
-        const float gain = preFader ? send.level : send.level * slot->amp;
+        const float level = cellOr(engine, send.levelAutomation, send.level);
+        const float gain = preFader ? level : level * cellOr(engine, slot->ampAutomation, slot->amp);
         mixInto(engine.routes()[send.dest], signal, channels, offset, n, gain, nullptr);
     }
 }
@@ -463,7 +472,7 @@ void Voice::slotPan(float* const* signal, int32_t channels, int32_t n) {
 }
 
 void Voice::mixOutput(const Call& call, float* const* signal, int32_t channels, int32_t offset, int32_t n) {
-    mixInto(*call.route, signal, channels, offset, n, slot->amp, nullptr);
+    mixInto(*call.route, signal, channels, offset, n, call.slotAmp, nullptr);
 }
 
 }  // namespace MV

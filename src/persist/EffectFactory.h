@@ -11,11 +11,8 @@
 namespace MV {
 
 // The `type` texts of `fx` and `insert` elements; the index is the unit's type.
-inline constexpr std::array<const char*, 9> kEffectTypeNames = {
-    "None", "Reverb", "Delay", "Phaser", "Chorus", "Flanger", "Distortion", "AlienWah", "Equalizer"};
-inline constexpr std::array<const char*, 11> kInsertTypeNames = {"None",       "Bassline", "Bitcrusher", "Compressor",
-                                                                 "Phaser",     "Chorus",   "Flanger",    "Distortion",
-                                                                 "Saturation", "Gloubi",   "AlienWah"};
+inline constexpr const auto& kEffectTypeNames = FX::EffectTypeNames;
+inline constexpr const auto& kInsertTypeNames = FX::InsertTypeNames;
 
 // One effect parameter as a document holds it: its key, its value in display form, and the
 // automation parameter it is bound to (-1 none).

@@ -121,7 +121,8 @@ TEST(JsonReport, AProgramGivesTheWholeModel) {
     EXPECT_EQ(fx["effect"]["type"]["text"], "Delay");
     EXPECT_EQ(fx["effect"]["output"]["text"], "FX4");
     EXPECT_EQ(fx["effect"]["mute"], true);
-    EXPECT_EQ(fx["effect"]["params"]["wet"]["text"], "40 %");
+    // A percent shows as the number of percent.
+    EXPECT_EQ(fx["effect"]["params"]["wet"]["text"], "40.0");
     EXPECT_EQ(fx["effect"]["params"]["feedback"], json({{"text", "0.7"}, {"automation", 2}}));
 
     ASSERT_EQ(bank["programs"].size(), 1u);

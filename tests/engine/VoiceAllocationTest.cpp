@@ -6,6 +6,8 @@
 #include <new>
 
 #include "VoiceFixture.h"
+#include "engine/EffectUnits.h"
+#include "engine/InsertUnits.h"
 
 // Every allocation of this test executable goes through these, so a test can count what a piece
 // of code allocates.
@@ -59,9 +61,16 @@ TEST(VoiceAllocation, AudioCallWithThirtyTwoPlayingVoicesAllocatesNothing) {
     auto wave = makeWave(3000, 2, [](unsigned c, uint32_t i) { return float((i * (c + 3)) % 97) / 97.0f - 0.5f; });
     VoiceRig rig(wave);
     rig.setLoop(500, 2500, ZnPlug::LoopMode::Bidirectional);
-    rig.group->sends[0].dest = 1;  // into "FX1", which has no unit
+    // A chorus insert in every voice, and a reverb and a delay on the buses the voices feed.
+    rig.group->setInsert(FX::createInsertUnit(int32_t(FX::InsertType::Chorus)));
+    rig.group->sends[0].dest = 1;
     rig.group->sends[0].level = 0.5f;
-    for (int i = 0; i < 32; ++i) {
+    rig.group->sends[1].dest = 2;
+    rig.group->sends[1].level = 0.25f;
+    rig.engine.performance().fx[0] = FX::createEffectUnit(int32_t(FX::EffectType::Reverb));
+    rig.engine.performance().fx[1] = FX::createEffectUnit(int32_t(FX::EffectType::Delay));
+    rig.engine.reconfigure();
+    for (int i = 0; i < 16; ++i) {
         rig.group->interpolation = int8_t(1 + i % 5);
         ASSERT_NE(rig.start(uint8_t(40 + i)), nullptr);
     }
@@ -69,10 +78,13 @@ TEST(VoiceAllocation, AudioCallWithThirtyTwoPlayingVoicesAllocatesNothing) {
 
     g_allocations = 0;
     g_counting = true;
+    // Note starts take their insert processors from the pool.
+    for (int i = 16; i < 32; ++i) rig.start(uint8_t(40 + i));
     for (int call = 0; call < 20; ++call) rig.host.run(256);
     g_counting = false;
     EXPECT_EQ(g_allocations.load(), 0);
     int playing = 0;
     for (int i = 0; i < rig.engine.poolEnd(); ++i) playing += rig.engine.voice(i).idle() ? 0 : 1;
     EXPECT_EQ(playing, 32);
+    EXPECT_EQ(rig.engine.insertPool().available(int32_t(FX::InsertType::Chorus)), std::size_t(Morvek::kVoices - 32));
 }

@@ -228,10 +228,10 @@ TEST(LoadProgramTest, GroupPartsReachTheirFields) {
     EXPECT_NEAR(group.filter.freq, std::sqrt(0.25), 1e-6);
     EXPECT_EQ(group.filter.slope, kSlope12dB);
     EXPECT_FLOAT_EQ(group.filter.drive, -0.5f);
-    const auto* insert = dynamic_cast<const StoredInsert*>(group.insert.get());
-    ASSERT_NE(insert, nullptr);
-    EXPECT_EQ(insert->type, 2);
-    EXPECT_EQ(insert->params, (std::vector<StoredParam>{{"bits", "8", -1}, {"rate", "0.25", -1}}));
+    ASSERT_TRUE(group.insert);
+    EXPECT_EQ(group.insert->type, 2);
+    EXPECT_EQ(EffectFactory::current().params(*group.insert),
+              (std::vector<StoredParam>{{"bits", "8", -1}, {"rate", "0.25", -1}}));
     EXPECT_EQ(group.sends[0].dest, kRouteFirstBus);
     EXPECT_FLOAT_EQ(group.sends[0].level, 0.5f);
     EXPECT_EQ(group.sends[1].dest, kRouteFirstOutput + 8);

@@ -106,8 +106,10 @@ inline SharedRef<Group> fullGroup(const SharedRef<Wave>& wave, const SharedRef<W
     g->filter.res = 0.5f;
     g->filter.drive = -0.25f;
     g->filter.slope = kSlope12dB;
-    auto insert = ZnLib::makeRef<StoredInsert>(5);
-    insert->params = {{"rate", "0.1", -1}, {"depth", "50 %", -1}};
+    const EffectFactory& units = EffectFactory::current();
+    auto insert = units.createInsert(5);
+    units.setParam(*insert, "rate", "2.00 Hz");
+    units.setParam(*insert, "width", "25.0 %");
     g->setInsert(insert);
     // A gap before a send that is set: rows stay where they are.
     g->sends[1] = {2, 0.5f, true};
@@ -187,8 +189,11 @@ struct FullBank {
         performance->addSlot(slot);
         auto plainSlot = ZnLib::makeRef<ProgramSlot>(uint8_t(0), program);
         performance->addSlot(plainSlot);
-        auto reverb = ZnLib::makeRef<StoredEffect>(1);
-        reverb->params = {{"roomsize", "0.7", 1}, {"wet", "50 %", -1}};
+        const EffectFactory& units = EffectFactory::current();
+        auto reverb = units.createEffect(1);
+        units.setParam(*reverb, "roomsize", "0.7");
+        units.setAutomation(*reverb, "roomsize", 1);
+        units.setParam(*reverb, "wet", "50 %");
         reverb->bypass = reverb->mute = true;
         reverb->output = 9;
         performance->fx[2] = reverb;

@@ -16,9 +16,9 @@ namespace {
 class CollectSink : public RenderSink {
 public:
     explicit CollectSink(RenderResult& result) : result_(result) {}
-    void write(const float* left, const float* right, std::size_t frames) override {
-        result_.left.insert(result_.left.end(), left, left + frames);
-        result_.right.insert(result_.right.end(), right, right + frames);
+    void write(const float* const* pins, std::size_t frames) override {
+        result_.left.insert(result_.left.end(), pins[0], pins[0] + frames);
+        result_.right.insert(result_.right.end(), pins[1], pins[1] + frames);
     }
 
 private:
@@ -31,7 +31,9 @@ RenderResult renderSong(MV::Morvek& engine, const MidiFile& song, const RenderOp
                         const std::function<void(double)>& progress) {
     RenderResult result;
     CollectSink sink(result);
-    const RenderSummary summary = renderSong(engine, song, options, sink, progress);
+    RenderOptions stereo = options;
+    stereo.pins = 0x3;
+    const RenderSummary summary = renderSong(engine, song, stereo, sink, progress);
     result.songSeconds = summary.songSeconds;
     result.peak = summary.peak;
     return result;
@@ -47,8 +49,9 @@ RenderSummary renderSong(MV::Morvek& engine, const MidiFile& song, const RenderO
     const double songSeconds = song.lengthSeconds();
     // The song reaches past its last event, so that a note-off on the last tick is played too.
     const auto& events = song.events();
-    const int64_t lastEventFrame =
-        events.empty() ? -1 : int64_t(std::floor(song.secondsAt(events.back().tick) * rate));
+    // An event plays on the sample nearest its time.
+    const auto frameOf = [&](uint32_t tick) { return int64_t(std::llround(song.secondsAt(tick) * rate)); };
+    const int64_t lastEventFrame = events.empty() ? -1 : frameOf(events.back().tick);
     const auto songFrames = std::max(int64_t(std::ceil(songSeconds * rate)), lastEventFrame + 1);
     const auto maxFrames = songFrames + int64_t(options.maxTailSeconds * rate);
     const auto silentFrames = int64_t(options.silentSeconds * rate);
@@ -64,19 +67,29 @@ RenderSummary renderSong(MV::Morvek& engine, const MidiFile& song, const RenderO
     result.songSeconds = songSeconds;
     // Frames rendered but not yet given to the sink: the quiet stretch after the last loud frame,
     // which the end may cut. It never grows past the silence that ends the tail, plus a block.
-    std::vector<float> heldLeft, heldRight;
+    std::vector<int> pins;
+    for (int p = 0; p < 16; ++p)
+        if (options.pins & (1u << p)) pins.push_back(p);
+    std::array<std::vector<float>, 16> held;
+    std::array<const float*, 16> heldPointers{};
     int64_t written = 0;
     std::size_t next = 0;
+    std::size_t nextMove = 0;
+    const auto& moves = options.automation;
     std::vector<ZnPlug::MidiEvent> blockEvents;
     int64_t quietFrames = 0;
     int64_t lastLoud = 0;
     int64_t pos = 0;
     double reported = -1;
     while (pos < maxFrames) {
-        const int32_t n = int32_t(std::min<int64_t>(block, maxFrames - pos));
+        for (; nextMove < moves.size() && moves[nextMove].frame <= pos; ++nextMove)
+            engine.setParameter(moves[nextMove].param, moves[nextMove].value);
+        int64_t cut = std::min<int64_t>(pos + block, maxFrames);
+        if (nextMove < moves.size()) cut = std::min(cut, moves[nextMove].frame);
+        const int32_t n = int32_t(cut - pos);
         blockEvents.clear();
         while (next < events.size()) {
-            const auto at = int64_t(std::floor(song.secondsAt(events[next].tick) * rate));
+            const int64_t at = frameOf(events[next].tick);
             if (at >= pos + n) break;
             const MidiFile::Event& e = events[next++];
             ZnPlug::MidiEvent m;
@@ -104,21 +117,27 @@ RenderSummary renderSong(MV::Morvek& engine, const MidiFile& song, const RenderO
 
         float blockPeak = 0;
         for (int32_t i = 0; i < n; ++i) {
-            const float p = std::fmax(std::fabs(outputs[0][std::size_t(i)]), std::fabs(outputs[1][std::size_t(i)]));
+            float p = 0;
+            for (int pin : pins) p = std::fmax(p, std::fabs(outputs[std::size_t(pin)][std::size_t(i)]));
             blockPeak = std::fmax(blockPeak, p);
             if (p >= options.silenceLevel) lastLoud = pos + i + 1;
         }
         result.peak = std::fmax(result.peak, blockPeak);
-        heldLeft.insert(heldLeft.end(), outputs[0].begin(), outputs[0].begin() + n);
-        heldRight.insert(heldRight.end(), outputs[1].begin(), outputs[1].begin() + n);
+        for (int pin : pins) {
+            auto& h = held[std::size_t(pin)];
+            h.insert(h.end(), outputs[std::size_t(pin)].begin(), outputs[std::size_t(pin)].begin() + n);
+        }
         pos += n;
         // What stays in any case: everything up to the last loud frame, and the song itself.
         const int64_t safe = std::max(lastLoud, std::min(songFrames, pos));
         if (safe > written) {
             const auto count = std::size_t(safe - written);
-            sink.write(heldLeft.data(), heldRight.data(), count);
-            heldLeft.erase(heldLeft.begin(), heldLeft.begin() + std::ptrdiff_t(count));
-            heldRight.erase(heldRight.begin(), heldRight.begin() + std::ptrdiff_t(count));
+            for (int pin : pins) heldPointers[std::size_t(pin)] = held[std::size_t(pin)].data();
+            sink.write(heldPointers.data(), count);
+            for (int pin : pins) {
+                auto& h = held[std::size_t(pin)];
+                h.erase(h.begin(), h.begin() + std::ptrdiff_t(count));
+            }
             written = safe;
         }
         quietFrames = blockPeak < options.silenceLevel ? quietFrames + n : 0;

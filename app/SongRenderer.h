@@ -12,6 +12,13 @@ namespace Cli {
 
 class MidiFile;
 
+// A host's automation move: parameter `param` (0 to 127) takes `value` (0 to 1) at `frame`.
+struct AutomationPoint {
+    int64_t frame = 0;
+    int32_t param = 0;
+    float value = 0;
+};
+
 struct RenderOptions {
     double sampleRate = 44100;
     int32_t blockSize = 512;
@@ -20,6 +27,11 @@ struct RenderOptions {
     double silentSeconds = 0.2;
     // -96 dB: below the last bit of a 16-bit file.
     float silenceLevel = 1.6e-5f;
+    // The host pins (bit i for pin i) that the sink takes; their sound decides the peak and
+    // where the tail ends.
+    uint16_t pins = 0x3;
+    // In the order of their frames; each lands on its frame exactly, splitting the audio call.
+    std::vector<AutomationPoint> automation;
 };
 
 struct RenderResult {
@@ -29,11 +41,12 @@ struct RenderResult {
     float peak = 0;
 };
 
-// Where a streamed render goes, block by block, in order.
+// Where a streamed render goes, block by block, in order: the 16 host pins, of which only those
+// of RenderOptions::pins are given (the others are null).
 class RenderSink {
 public:
     virtual ~RenderSink() = default;
-    virtual void write(const float* left, const float* right, std::size_t frames) = 0;
+    virtual void write(const float* const* pins, std::size_t frames) = 0;
 };
 
 struct RenderSummary {

@@ -41,7 +41,7 @@ void tag(std::vector<uint8_t>& b, const char* t) { b.insert(b.end(), t, t + 4); 
 constexpr uint8_t kSubtypePcm[16] = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x10, 0x00,
                                      0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
 
-std::vector<uint8_t> header(uint32_t rate, WavStream::Format format, uint64_t dataBytes) {
+std::vector<uint8_t> header(uint32_t rate, WavStream::Format format, uint16_t channels, uint64_t dataBytes) {
     const uint16_t bytesPerSample = format == WavStream::Format::Pcm16 ? 2 : format == WavStream::Format::Pcm24 ? 3 : 4;
     const uint16_t tagValue = format == WavStream::Format::Pcm16 ? 1 : format == WavStream::Format::Float ? 3 : 0xFFFE;
     const uint32_t fmtBytes = tagValue == 1 ? 16 : tagValue == 3 ? 18 : 40;
@@ -53,16 +53,16 @@ std::vector<uint8_t> header(uint32_t rate, WavStream::Format format, uint64_t da
     tag(b, "fmt ");
     le32(b, fmtBytes);
     le16(b, tagValue);
-    le16(b, 2);
+    le16(b, channels);
     le32(b, rate);
-    le32(b, rate * 2u * bytesPerSample);
-    le16(b, uint16_t(2 * bytesPerSample));
+    le32(b, rate * channels * bytesPerSample);
+    le16(b, uint16_t(channels * bytesPerSample));
     le16(b, uint16_t(8 * bytesPerSample));
     if (tagValue == 3) le16(b, 0);
     if (tagValue == 0xFFFE) {
         le16(b, 22);
         le16(b, uint16_t(8 * bytesPerSample));
-        le32(b, 0x3);  // front left and right
+        le32(b, channels == 1 ? 0x4 : 0x3);  // front centre, or front left and right
         b.insert(b.end(), std::begin(kSubtypePcm), std::end(kSubtypePcm));
     }
     tag(b, "data");
@@ -72,8 +72,15 @@ std::vector<uint8_t> header(uint32_t rate, WavStream::Format format, uint64_t da
 
 }  // namespace
 
-WavStream::WavStream(const std::string& path, uint32_t sampleRate, Format format, float gain)
-    : path_(path), temp_(path + ".XXXXXX"), sampleRate_(sampleRate), format_(format), gain_(gain) {
+WavStream::WavStream(const std::string& path, uint32_t sampleRate, Format format, float gain, int channels,
+                     int firstPin)
+    : path_(path),
+      temp_(path + ".XXXXXX"),
+      sampleRate_(sampleRate),
+      format_(format),
+      gain_(gain),
+      channels_(channels == 1 ? 1 : 2),
+      firstPin_(firstPin) {
     fd_ = ::mkstemp(temp_.data());
     if (fd_ < 0) {
         temp_.clear();
@@ -83,7 +90,7 @@ WavStream::WavStream(const std::string& path, uint32_t sampleRate, Format format
             ZnLib::throwWrapped("Could not save " + path_);
         }
     }
-    const std::vector<uint8_t> head = header(sampleRate, format, 0);
+    const std::vector<uint8_t> head = header(sampleRate, format, uint16_t(channels_), 0);
     put(head.data(), head.size());
     dataBytes_ = 0;
 }
@@ -93,13 +100,15 @@ WavStream::~WavStream() {
     if (!temp_.empty()) ::unlink(temp_.c_str());
 }
 
-void WavStream::write(const float* left, const float* right, std::size_t frames) {
+void WavStream::write(const float* const* pins, std::size_t frames) {
     uint8_t block[4096];
     std::size_t used = 0;
-    const std::size_t frameBytes = format_ == Format::Pcm16 ? 4 : format_ == Format::Pcm24 ? 6 : 8;
+    const std::size_t frameBytes =
+        std::size_t(channels_) * (format_ == Format::Pcm16 ? 2 : format_ == Format::Pcm24 ? 3 : 4);
+    const float* source[2] = {pins[firstPin_], pins[firstPin_ + channels_ - 1]};
     for (std::size_t i = 0; i < frames; ++i) {
-        for (const float* channel : {left, right}) {
-            const float x = channel[i] * gain_;
+        for (int c = 0; c < channels_; ++c) {
+            const float x = source[c][i] * gain_;
             if (format_ == Format::Pcm16) {
                 const int32_t v = toInt(x, 32767.0, -32768, 32767);
                 block[used++] = uint8_t(v);
@@ -123,8 +132,12 @@ void WavStream::write(const float* left, const float* right, std::size_t frames)
 }
 
 void WavStream::finish() {
-    // Stereo frames are 4, 6 or 8 bytes: the data never needs a pad byte.
-    const std::vector<uint8_t> head = header(sampleRate_, format_, dataBytes_);
+    // Chunks are of even length; mono 24-bit data may need a pad byte, which its size leaves out.
+    if (dataBytes_ & 1) {
+        const uint8_t pad = 0;
+        if (::write(fd_, &pad, 1) != 1) fail();
+    }
+    const std::vector<uint8_t> head = header(sampleRate_, format_, uint16_t(channels_), dataBytes_);
     if (::pwrite(fd_, head.data(), head.size(), 0) != ssize_t(head.size())) fail();
     ::fchmod(fd_, 0644);
     if (::close(fd_) != 0) {
@@ -133,6 +146,13 @@ void WavStream::finish() {
     }
     fd_ = -1;
     if (::rename(temp_.c_str(), path_.c_str()) != 0) fail();
+    temp_.clear();
+}
+
+void WavStream::discard() noexcept {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = -1;
+    if (!temp_.empty()) ::unlink(temp_.c_str());
     temp_.clear();
 }
 

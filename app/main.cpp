@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "AutomationFile.h"
 #include "Convert.h"
 #include "DemoInstrument.h"
 #include "EngineReport.h"
@@ -14,6 +15,7 @@
 #include "JsonReport.h"
 #include "MidiFile.h"
 #include "MorvekVersion.h"
+#include "OutputFiles.h"
 #include "SongRenderer.h"
 #include "WavStream.h"
 #include "engine/Morvek.h"
@@ -40,6 +42,8 @@ struct RenderArgs {
     std::string preset;
     bool quiet = false;
     bool noEffects = false;
+    std::string outputs;
+    std::string automation;
 };
 
 // "BANK:PROG" of --preset: every channel the song plays gets that one preset.
@@ -109,16 +113,37 @@ int runRender(const RenderArgs& args) {
     const auto format = args.format == "float" ? Cli::WavStream::Format::Float
                         : args.format == "16"  ? Cli::WavStream::Format::Pcm16
                                                : Cli::WavStream::Format::Pcm24;
-    // Written as it renders: a long song costs no more memory than a short one.
-    Cli::WavStream file(output, uint32_t(std::lround(args.rate)), format, gain);
-    const Cli::RenderSummary result = Cli::renderSong(engine, song, options, file, ProgressBar(!args.quiet));
-    file.finish();
+    if (!args.automation.empty()) options.automation = Cli::readAutomation(args.automation, args.rate);
+    // Without --outputs, "S 1+2" into OUT itself; with it, a file per output beside OUT.
+    const bool all = args.outputs == "all";
+    std::vector<MV::Output> outputs;
+    if (args.outputs.empty()) outputs = {engine.outputs[0]};
+    else if (all) outputs.assign(engine.outputs.begin(), engine.outputs.end());
+    else outputs = Cli::OutputFiles::pick(args.outputs, {engine.outputs.begin(), engine.outputs.end()});
+    std::vector<std::string> written;
+    Cli::RenderSummary result;
+    if (args.outputs.empty()) {
+        // Written as it renders: a long song costs no more memory than a short one.
+        Cli::WavStream file(output, uint32_t(std::lround(args.rate)), format, gain);
+        result = Cli::renderSong(engine, song, options, file, ProgressBar(!args.quiet));
+        file.finish();
+        written.push_back(output);
+    } else {
+        Cli::OutputFiles files(output, outputs, uint32_t(std::lround(args.rate)), format, gain);
+        options.pins = files.pins();
+        result = Cli::renderSong(engine, song, options, files, ProgressBar(!args.quiet));
+        // With "all", only the outputs that carry sound.
+        written = files.finish(all, options.silenceLevel);
+    }
     const float peak = result.peak * gain;
     if (!args.quiet) {
         const double seconds = double(result.frames) / args.rate;
         const double peakDb = peak > 0 ? 20.0 * std::log10(double(peak)) : -INFINITY;
+        std::string names;
+        for (const std::string& w : written) names += (names.empty() ? "" : ", ") + w;
+        if (names.empty()) names = "no file (every output was silent)";
         std::fputs(ZnLib::Text::format("Rendered %s to %s: %.2f s, peak %.1f dBFS\n", songPath.c_str(),
-                                       output.c_str(), seconds, peakDb)
+                                       names.c_str(), seconds, peakDb)
                        .c_str(),
                    stdout);
         if (peak > 1.0f && args.format != "float")
@@ -269,6 +294,13 @@ int main(int argc, char** argv) {
                           "With a SoundFont: BANK:PROG, the one preset every channel of the song plays");
     renderCmd->add_flag("-q,--quiet", render.quiet, "No progress bar and no summary");
     renderCmd->add_flag("--no-effects", render.noEffects, "Bypass every effect bus and insert, for comparisons");
+    renderCmd->add_option("--outputs", render.outputs,
+                          "Stems: 'all' writes a WAV per named output that carries sound, OUT-S1+2.wav, "
+                          "OUT-M1.wav...; or a list such as \"S 3+4,M 1\" writes those outputs");
+    renderCmd->add_option("--automation", render.automation,
+                          "A text file of 'SECONDS PARAM VALUE' lines (PARAM 0-127, VALUE 0-1) fed to the "
+                          "plug-in's parameters at their samples, as a host's automation")
+        ->check(CLI::ExistingFile);
 
     InfoArgs info;
     CLI::App* infoCmd = app.add_subcommand(

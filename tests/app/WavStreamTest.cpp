@@ -63,7 +63,8 @@ TEST(WavStream, AnUnfinishedFileLeavesTheOldOneAndNoTrace) {
     {
         Cli::WavStream file(path, 48000, Cli::WavStream::Format::Pcm24);
         const float x[2] = {0.5f, -0.5f};
-        file.write(x, x, 2);
+        const float* pins[2] = {x, x};
+        file.write(pins, 2);
     }
     EXPECT_EQ(MV::Test::readFile(path), "old");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path("")), {}), 1);

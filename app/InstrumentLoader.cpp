@@ -12,9 +12,15 @@
 #include "lib/Path.h"
 #include "lib/Text.h"
 #include "import/SoundFont.h"
+#include "lib/ByteReader.h"
+#include "lib/MappedFile.h"
+#include "plug/Wave.h"
+#include "plug/WaveFormatHandler.h"
 #include "persist/ImportFilter.h"
 #include "persist/LoadDocument.h"
 #include "persist/PresetFile.h"
+#include "persist/RexSupport.h"
+#include "persist/Settings.h"
 #include "persist/StateReader.h"
 
 namespace Cli {
@@ -68,6 +74,36 @@ void ensurePerformance(MV::Bank& bank) {
 // Import progress is not shown by the command: it prints the result, or the error.
 struct Quiet : MV::ProcessCallbacks {};
 
+// REX loops for the rest of the process, when the settings name a library that loads; the text
+// of the failure when it did not.
+struct RexSupport {
+    std::shared_ptr<ZnPlug::WaveFormatHandler> handler;
+    std::string error;
+    bool failedBefore = false;
+};
+
+const RexSupport& rexSupport() {
+    static const RexSupport support = [] {
+        RexSupport s;
+        MV::Settings settings;
+        s.failedBefore = settings.rexDLLFailed != 0;
+        s.handler = MV::startRexSupport(settings, &s.error);
+        return s;
+    }();
+    return support;
+}
+
+bool isRexFile(const std::string& path) {
+    try {
+        const ZnLib::MappedFile file(path);
+        ZnLib::ByteReader r = file.reader();
+        return r.size() >= 12 && r.fourcc() == ZnLib::fourcc("CAT ") &&
+               (r.skip(4), r.fourcc() == ZnLib::fourcc("REX2"));
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 PresetNumber parsePreset(const std::string& text) {
@@ -91,7 +127,29 @@ bool isSoundFont(const std::string& path) { return typeOf(path) == ".sf2"; }
 
 bool isInstrumentFile(const std::string& path) {
     const std::string type = typeOf(path);
-    return isDocument(type) || type == ".sf2" || type == ".sfz" || type == ".fxb" || type == ".fxp";
+    return isDocument(type) || type == ".sf2" || type == ".sfz" || type == ".exs" || type == ".akp" ||
+           type == ".fxb" || type == ".fxp";
+}
+
+ZnLib::SharedRef<ZnPlug::Wave> loadWaveFile(const std::string& path) {
+    const RexSupport& rex = rexSupport();
+    auto wave = ZnLib::makeRef<ZnPlug::Wave>();
+    // The name first: naming an item renames its file too.
+    wave->setName(ZnLib::FS::stem(path));
+    wave->setFile(ZnLib::FS::File(path));
+    try {
+        wave->load();
+    } catch (...) {
+        if (rex.handler || !isRexFile(path)) throw;
+        const std::string why =
+            !rex.error.empty() ? "the REX library did not load: " + rex.error
+            : rex.failedBefore
+                ? "the REX library failed to load before (set RexDLLFailed=0 in settings.ini to try again)"
+                : std::string("no REX library is set (") + MV::kRexLibraryKey +
+                      "= in section [Settings] of settings.ini)";
+        ZnLib::throwWrapped(path + " is a REX loop, which needs the REX decoding library: " + why);
+    }
+    return wave;
 }
 
 std::vector<MV::ChannelChoice> songChannelChoices(const MidiFile& song) {
@@ -128,6 +186,7 @@ ZnLib::SharedRef<MV::Bank> loadInstrument(const std::string& path, const std::ve
     const std::string type = typeOf(path);
     Quiet quiet;
     ZnLib::SharedRef<MV::Bank> bank;
+    (void)rexSupport();
     if (isDocument(type)) {
         bank = MV::loadDocument(path, places);
     } else if (type == ".sf2") {
@@ -148,6 +207,10 @@ ZnLib::SharedRef<MV::Bank> loadInstrument(const std::string& path, const std::ve
         }
     } else if (type == ".sfz") {
         bank = MV::importSfzBank(path, quiet);
+    } else if (type == ".exs") {
+        bank = MV::importExsBank(path, quiet, places);
+    } else if (type == ".akp") {
+        bank = MV::importAkpBank(path, quiet, places);
     } else if (type == ".fxb" || type == ".fxp") {
         try {
             bank = loadHostPreset(path, std::move(places));
@@ -156,7 +219,7 @@ ZnLib::SharedRef<MV::Bank> loadInstrument(const std::string& path, const std::ve
         }
     } else {
         throw std::runtime_error("Not an instrument file: " + path +
-                                 " (known: .mvbank .mvprog .mvperf .mvmatrix .sf2 .sfz .fxb .fxp)");
+                                 " (known: .mvbank .mvprog .mvperf .mvmatrix .sf2 .sfz .exs .akp .fxb .fxp)");
     }
     ensurePerformance(*bank);
     return bank;

@@ -7,6 +7,10 @@
 #include "lib/RefCounted.h"
 #include "model/Bank.h"
 
+namespace ZnPlug {
+class Wave;
+}
+
 namespace Cli {
 
 class MidiFile;
@@ -17,7 +21,7 @@ std::vector<MV::ChannelChoice> songChannelChoices(const MidiFile& song);
 
 // Reads an instrument into a bank of its own, by its file type: a bank, program, performance or
 // wave matrix document, a SoundFont 2 (with only the presets `choices` name; every preset when
-// `choices` is empty) or an SFZ file. The bank always holds a current performance: a program
+// `choices` is empty), an SFZ, EXS or AKP file. The bank always holds a current performance: a program
 // without one plays on all channels, several programs on channels 1 to 16 in list order, a wave
 // matrix through a program of its own. A host preset file (.fxb, .fxp) brings the plug-in state it
 // holds. Failures read "Could not load " + path.
@@ -36,6 +40,10 @@ PresetNumber parsePreset(const std::string& text);
 // The identity a host preset file names: the plug-in's unique id ('Mrvk') and its version number.
 uint32_t hostPluginId();
 uint32_t hostPluginVersion();
+
+// A wave file of any format the readers know, REX loops included when the REX library named by
+// the settings loads; for a REX file without it the failure says what is missing. [ui-thread]
+ZnLib::SharedRef<ZnPlug::Wave> loadWaveFile(const std::string& path);
 
 // True for the file types loadInstrument reads.
 bool isInstrumentFile(const std::string& path);

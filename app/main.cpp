@@ -18,6 +18,7 @@
 #include "OutputFiles.h"
 #include "SongRenderer.h"
 #include "WavStream.h"
+#include "WaveCommand.h"
 #include "engine/Morvek.h"
 #include "engine/UnitFactory.h"
 #include "lib/Error.h"
@@ -204,10 +205,7 @@ int runInfoJson(const InfoArgs& args) {
     } else if (Cli::isInstrumentFile(path)) {
         text = Cli::bankJson(path, *Cli::loadInstrument(path, {}, MV::Settings().places()), samples);
     } else {
-        auto wave = ZnLib::makeRef<ZnPlug::Wave>();
-        wave->setName(ZnLib::FS::stem(path));
-        wave->setFile(ZnLib::FS::File(path));
-        wave->load();
+        auto wave = Cli::loadWaveFile(path);
         text = Cli::waveJson(path, *wave, samples);
     }
     std::fputs(text.c_str(), stdout);
@@ -233,11 +231,7 @@ int runInfo(const InfoArgs& args) {
         std::fputs(args.dump ? MV::dumpBank(*bank).c_str() : Cli::bankReport(*bank).c_str(), stdout);
         return 0;
     }
-    auto wave = ZnLib::makeRef<ZnPlug::Wave>();
-    // The name first: naming an item renames its file too.
-    wave->setName(ZnLib::FS::stem(path));
-    wave->setFile(ZnLib::FS::File(path));
-    wave->load();
+    auto wave = Cli::loadWaveFile(path);
     std::string text = ZnPlug::describeWave(*wave);
     if (!text.empty() && text.back() != '\n') text += '\n';
     std::fputs(text.c_str(), stdout);
@@ -261,7 +255,7 @@ int main(int argc, char** argv) {
                   "drums on channel 10).");
     renderCmd->add_option("INSTRUMENT SONG", render.inputs,
                           "[INSTRUMENT] SONG.mid; INSTRUMENT is a .mvbank, .mvprog, .mvperf, .mvmatrix, .sf2 (each "
-                          "channel gets the preset its program changes ask for) or .sfz file")
+                          "channel gets the preset its program changes ask for), .sfz, .exs or .akp file")
         ->required()
         ->expected(1, 2);
     renderCmd->add_option("-o,--output", render.output, "WAV file to write (default: the song's name with .wav)");
@@ -306,8 +300,9 @@ int main(int argc, char** argv) {
     CLI::App* infoCmd = app.add_subcommand(
         "info", "Show what an instrument or wave file holds; without a file, what the engine holds by default");
     infoCmd->add_option("FILE", info.path,
-                        "An instrument (.mvbank, .mvprog, .mvperf, .mvmatrix, .sf2: its presets, .sfz) or a wave "
-                        "file (WAV, AIFF, AIFC, FLAC, Ogg Vorbis, 12-bit sampler format)");
+                        "An instrument (.mvbank, .mvprog, .mvperf, .mvmatrix, .sf2: its presets, .sfz, .exs, .akp) or a "
+                        "wave file (WAV, AIFF, AIFC, FLAC, Ogg Vorbis, 12-bit sampler format; REX loops where the "
+                        "REX library is set in the settings)");
     infoCmd->add_flag("-d,--dump", info.dump,
                       "Print the whole model the instrument becomes: every performance, slot, program, group, "
                       "split, wave and wave matrix (a SoundFont with all its presets)");
@@ -325,7 +320,7 @@ int main(int argc, char** argv) {
                    "extension names the type: .mvbank, .mvprog, .mvperf or .mvmatrix; or a host preset file: "
                    ".fxb (the bank) or .fxp (the current performance), the plug-in's state that hosts load. A "
                    "whole SoundFont becomes a bank with one program per preset, in General MIDI order.");
-    convertCmd->add_option("IN", convert.in, "A .mvbank, .mvprog, .mvperf, .mvmatrix, .sf2 or .sfz file")->required();
+    convertCmd->add_option("IN", convert.in, "A .mvbank, .mvprog, .mvperf, .mvmatrix, .sf2, .sfz, .exs or .akp file")->required();
     convertCmd->add_option("OUT", convert.out, "The document to write; an existing one is replaced only when the "
                                                "save succeeds")
         ->required();
@@ -342,6 +337,8 @@ int main(int argc, char** argv) {
                          "With OUT.fxb or OUT.fxp: the preset file holds the waves themselves, not their paths");
     convertCmd->add_flag("-q,--quiet", convert.quiet, "No progress bar and no summary");
 
+    Cli::WaveCommand waveCmd(app);
+
     // The build writes the demo instrument with this; it is no command for users.
     std::string demoBank;
     CLI::App* demoCmd = app.add_subcommand("write-demo-bank", "Write the demo instrument as a bank document")->group("");
@@ -352,6 +349,7 @@ int main(int argc, char** argv) {
         if (renderCmd->parsed()) return runRender(render);
         if (infoCmd->parsed()) return runInfo(info);
         if (convertCmd->parsed()) return runConvert(convert);
+        if (waveCmd.parsed()) return waveCmd.run();
         if (demoCmd->parsed()) {
             Cli::writeDemoBank(demoBank);
             return 0;

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "engine/UnitFactory.h"
+#include "persist/RexSupport.h"
 
 namespace MV {
 
@@ -37,6 +38,7 @@ Morvek::Morvek(const EngineSettings& settings) : Morvek(FromStore{}, &settings) 
 Morvek::Morvek(FromStore, const EngineSettings* given)
     : store_(), settings_(given ? *given : EngineSettings::from(store_)) {
     FX::UnitFactory::install();
+    rex_ = startRexSupport(store_);
     programChangeMode = settings_.programChangeMode;
     useBankSelect = settings_.bankSelect;
     externalController = store_.externalController;

@@ -2,6 +2,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <ostream>
 #include <span>
 #include <string>
@@ -10,6 +11,7 @@
 #include "engine/Channel.h"
 #include "engine/EffectBuses.h"
 #include "engine/InsertPool.h"
+#include "plug/WaveFormatHandler.h"
 #include "engine/EngineSettings.h"
 #include "engine/MidiListener.h"
 #include "engine/OutputMeter.h"
@@ -242,6 +244,8 @@ private:
     EngineSettings settings_;
     VoiceLanes lanes_;
     InsertPool inserts_;
+    // REX loops are offered while the handler lives: as long as the plug-in.
+    std::shared_ptr<ZnPlug::WaveFormatHandler> rex_;
     double insertsRate_ = 0;
     int32_t insertsBlock_ = 0;
     std::array<float, kAutomationCells> automationDefaults_{};

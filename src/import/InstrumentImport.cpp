@@ -2,6 +2,8 @@
 
 #include <map>
 
+#include "import/AkpLoader.h"
+#include "import/ExsLoader.h"
 #include "import/SfzLoader.h"
 #include "import/SoundFont.h"
 #include "lib/Error.h"
@@ -30,6 +32,27 @@ private:
 };
 
 SharedRef<Performance> newPerformance(const std::string& name) { return ZnLib::makeRef<Performance>(name); }
+
+// A bank whose one program, made by `load`, plays on all channels.
+template <typename Loader>
+SharedRef<Bank> importProgramBank(const std::string& path, ProcessCallbacks& progress,
+                                  std::vector<std::string> places) {
+    try {
+        auto bank = ZnLib::makeRef<Bank>();
+        ProgressOnly filter(progress);
+        FindNothing findNothing;
+        Loader loader(*bank, filter, findNothing, std::move(places));
+        SharedRef<Program> program = loader.loadFile(path);
+        bank->addProgram(program);
+        auto performance = newPerformance(program->name());
+        performance->addSlot(ZnLib::makeRef<ProgramSlot>(ProgramSlot::kAllChannels, program));
+        bank->addPerformance(performance);
+        bank->currentPerformance = performance.get();
+        return bank;
+    } catch (...) {
+        ZnLib::throwWrapped("Could not load " + path);
+    }
+}
 
 }  // namespace
 
@@ -108,6 +131,14 @@ SharedRef<Bank> importSfzBank(const std::string& path, ProcessCallbacks& progres
     } catch (...) {
         ZnLib::throwWrapped("Could not load " + path);
     }
+}
+
+SharedRef<Bank> importExsBank(const std::string& path, ProcessCallbacks& progress, std::vector<std::string> places) {
+    return importProgramBank<ExsLoader>(path, progress, std::move(places));
+}
+
+SharedRef<Bank> importAkpBank(const std::string& path, ProcessCallbacks& progress, std::vector<std::string> places) {
+    return importProgramBank<AkpLoader>(path, progress, std::move(places));
 }
 
 }  // namespace MV

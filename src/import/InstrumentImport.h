@@ -56,4 +56,13 @@ std::string describePrograms(const ImportBank& bank);
 // other failures are "Could not load " + path with the cause nested.
 ZnLib::SharedRef<Bank> importSfzBank(const std::string& path, ProcessCallbacks& progress);
 
+// An EXS or AKP instrument as a bank, in the same form. Samples are searched for through
+// `places` and beside the instrument. A missing EXS sample fails the import ("Could not load
+// wave"); a missing AKP wave is reported through `progress` and its zone stays silent. Failures
+// are "Could not load " + path with the cause nested.
+ZnLib::SharedRef<Bank> importExsBank(const std::string& path, ProcessCallbacks& progress,
+                                     std::vector<std::string> places = {});
+ZnLib::SharedRef<Bank> importAkpBank(const std::string& path, ProcessCallbacks& progress,
+                                     std::vector<std::string> places = {});
+
 }  // namespace MV

@@ -120,9 +120,8 @@ std::size_t Wave::memUsage() const {
     bytes += std::size_t(frames()) * channels() * sizeof(float);
     bytes += loops.size() * kLoopBytes;
     bytes += kWaveObjectBytes;
-    // The overview pyramid's own size is not known here yet: only its fixed part counts.
     constexpr std::size_t kPyramidFixedWords = 7;
-    if (peaks) bytes += 4 * kPyramidFixedWords;
+    if (peaks) bytes += 4 * (peaks->size() + kPyramidFixedWords);
     return bytes;
 }
 
@@ -134,7 +133,17 @@ bool Wave::operator==(const Wave& o) const {
 
 void Wave::load() { WaveReader::load(*this); }
 
-void Wave::saveAs(const std::string& path) { WaveWriter::saveAs(*this, path); }
+void Wave::saveAs(const std::string& path) {
+    WaveWriter::saveAs(*this, path);
+    // The overview describes the new file as well: its cache goes there at once.
+    if (peaks) {
+        try {
+            peaks->store(*this);
+        } catch (const std::exception&) {
+            // A cache that can't be written is only built again when next asked for.
+        }
+    }
+}
 
 void Wave::writeRiff(RiffSink& sink) const { WaveWriter::writeRiff(*this, sink); }
 

@@ -6,6 +6,7 @@
 
 #include "lib/ByteReader.h"
 #include "lib/RefCounted.h"
+#include "plug/Peaks.h"
 #include "plug/SoundItem.h"
 
 namespace ZnPlug {
@@ -146,7 +147,7 @@ public:
     WaveInfo fileInfo;
     ZnLib::SharedRef<ZnLib::RefCounted> container;
     uint32_t containerIndex = 0xFFFFFFFFu;
-    ZnLib::SharedRef<ZnLib::RefCounted> peaks;
+    ZnLib::SharedRef<Peaks> peaks;  // the overview; empty until a view asks for it
 
     const WaveInfo& info() const noexcept { return *this; }
     WaveInfo& info() noexcept { return *this; }
@@ -169,6 +170,34 @@ public:
     std::size_t memoryUsage() const { return memUsage(); }
 
     bool operator==(const Wave& o) const;
+
+    // Editing. The range of an operation is `start`..`end`; each sets a flag bit and drops the
+    // peaks. Callers hold the engine lock. [ui-thread] [main-lock]
+    // Scales the range so that its peak (first two channels) is full scale; a silent range stays.
+    void normalize();
+    // A first-order DC blocker over the range, written back.
+    void removeDc();
+    // Frames a..b inclusive change places; b is held to the last frame of the play range, so
+    // that neither the frame behind the range nor the guard is drawn in.
+    void reverse(uint32_t a, uint32_t b);
+    void boost(float gain);
+    // Removes the range; loops behind it move down.
+    void cut();
+    // Keeps only the range ("Trim"); with dropEmpty the loops from the first empty or whole one on
+    // go.
+    void crop(bool dropEmpty);
+    void toStereo();
+    void toMono();
+    void swapChannels();
+    // Throws std::out_of_range "Bad loop bounds or crossfade size" and changes nothing when the
+    // bounds are wrong.
+    void crossfadeLoop(uint32_t loopStart, uint32_t loopEnd, uint32_t n);
+    // A cropped copy of the play range, or of `region`'s bounds with its name behind the wave's.
+    ZnLib::SharedRef<Wave> duplicateRange(const Loop* region = nullptr) const;
+    // A cropped copy per slice, named "<wave>_<slice>", without the plain slices.
+    std::vector<ZnLib::SharedRef<Wave>> slicesToWaves() const;
+    // Drops the loops of mode Slice; pinned slices stay.
+    void removeSlices();
 
     // [ui-thread] Reads the file named by the item's path, whatever its format; on failure
     // "Could not load " + path with the cause nested, and format stays "UNKN".

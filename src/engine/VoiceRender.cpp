@@ -174,8 +174,11 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
     float* amp = lanes.lane(VoiceLanes::kAmp);
     float* pitch = lanes.lane(VoiceLanes::kPitchRatio);
     const bool gliding = glide_pitch != glide_target;
-    // ENV1 to SEQ3 move sample by sample only where a slot reads or feeds them.
+    // ENV1 to SEQ3 move sample by sample only where a slot reads or feeds them. An envelope that
+    // no slot reads does not run at all; LFOs and sequencers always do, since new voices of the
+    // group may take their phase.
     const uint8_t sampled = call.modulated ? sampledModulators() : 0;
+    const uint8_t running = uint8_t(sampled | kLfo1Bit | kLfo2Bit | kSeq1Bit | kSeq2Bit | kSeq3Bit);
     // Without an audio run and outside a slew the slots give one value for the whole sub-block.
     const bool slotsHold = call.modulated && smooth_left == 0 && (n_audio == 0 || audioSlotsDormant());
     if ((!call.modulated || slotsHold) && !gliding) {
@@ -192,14 +195,14 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
         FastMath::fill(pitch, pitch_ratio, n);
         if (state == kSustain) {
             aeg.step(state);
-            advanceModulators(n, kAllModulators);
+            advanceModulators(n, running);
             FastMath::fill(amp, static_gain * aeg.out, n);
             return n;
         }
         // Attack and decays: a long piano decay spends seconds here with nothing else moving.
         const int32_t made = aeg.run(state, static_gain, amp, n);
         if (state == kIdle) return made;
-        advanceModulators(n, kAllModulators);
+        advanceModulators(n, running);
         return n;
     }
     for (int32_t i = 0; i < n; ++i) {
@@ -230,7 +233,7 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
         if (call.modulated) writeModulatedLanes(lanes, i);
         if (state == kIdle) return i + 1;
     }
-    advanceModulators(n, uint8_t(kAllModulators & ~sampled));
+    advanceModulators(n, uint8_t(running & ~sampled));
     return n;
 }
 

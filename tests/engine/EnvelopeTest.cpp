@@ -5,6 +5,7 @@
 #include "VoiceFixture.h"
 #include "engine/Envelope.h"
 #include "model/GroupSoundParams.h"
+#include "model/ModulationTables.h"
 #include "plug/ValueLaws.h"
 
 using namespace MV;
@@ -12,6 +13,13 @@ using namespace MV::Test;
 using ZnPlug::TimeLaw;
 
 namespace {
+// An envelope runs only while a slot reads it.
+void readEnv1(Group& group) {
+    ModulationEntry& e = group.addModulation(kSourceEnv1);
+    e.destination = kDestPan;
+    e.amount = 0.5f;
+}
+
 // A normalised time of `samples` samples at 44.1 kHz.
 float samplesTime(double samples) { return float(TimeLaw::fromMs(samples / 44.1)); }
 
@@ -117,6 +125,7 @@ TEST(Envelope, NoteOffReleasesFromTheCurrentLevelUnlessTheGroupPlaysOneshot) {
     rig.setLoop(100, 40000, ZnPlug::LoopMode::Forward);
     rig.group->env1 = envelope(0.0f, 1.0f, 0.5f, 0.0f, samplesTime(1024), 0.0f, samplesTime(256));
     rig.group->aeg.release = samplesTime(44100);
+    readEnv1(*rig.group);
     Voice* v = rig.start(60);
     ASSERT_NE(v, nullptr);
     rig.host.run(256);
@@ -133,6 +142,7 @@ TEST(Envelope, NoteOffReleasesFromTheCurrentLevelUnlessTheGroupPlaysOneshot) {
     VoiceRig oneshot(makeWave(44100, 1, [](unsigned, uint32_t) { return 0.5f; }));
     oneshot.group->playmode = kPlayOneshot;
     oneshot.group->env1 = envelope(0.0f, 1.0f, 0.5f, 0.25f, 0.0f, 0.0f, samplesTime(100));
+    readEnv1(*oneshot.group);
     Voice* w = oneshot.start(60);
     ASSERT_NE(w, nullptr);
     EXPECT_TRUE(w->env1.no_release);

@@ -7,6 +7,7 @@
 #include "engine/Lfo.h"
 #include "engine/LfoTables.h"
 #include "engine/TempoRule.h"
+#include "model/ModulationTables.h"
 #include "plug/ProcessContext.h"
 #include "plug/ValueLaws.h"
 
@@ -197,6 +198,10 @@ TEST(Lfo, AnEditOfTheGroupReachesThePlayingVoiceWithoutRestartingIt) {
     rig.group->lfo1.rate = 0.3f;
     rig.group->env1.level1 = 1.0f;
     rig.group->env1.time1 = samplesTime(2048);
+    // Read by a slot, so that it runs.
+    ModulationEntry& e = rig.group->addModulation(kSourceEnv1);
+    e.destination = kDestPan;
+    e.amount = 0.5f;
     Voice* v = rig.start(60);
     ASSERT_NE(v, nullptr);
     rig.runAt(120, 256);

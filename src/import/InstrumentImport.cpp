@@ -33,16 +33,15 @@ private:
 
 SharedRef<Performance> newPerformance(const std::string& name) { return ZnLib::makeRef<Performance>(name); }
 
-// A bank whose one program, made by `load`, plays on all channels.
-template <typename Loader>
-SharedRef<Bank> importProgramBank(const std::string& path, ProcessCallbacks& progress,
-                                  std::vector<std::string> places) {
+// A bank whose one program, made by `load` from a private bank and the filter, plays on all
+// channels.
+template <typename Load>
+SharedRef<Bank> programBank(const std::string& path, ProcessCallbacks& progress, Load load) {
     try {
         auto bank = ZnLib::makeRef<Bank>();
         ProgressOnly filter(progress);
         FindNothing findNothing;
-        Loader loader(*bank, filter, findNothing, std::move(places));
-        SharedRef<Program> program = loader.loadFile(path);
+        SharedRef<Program> program = load(*bank, filter, findNothing);
         bank->addProgram(program);
         auto performance = newPerformance(program->name());
         performance->addSlot(ZnLib::makeRef<ProgramSlot>(ProgramSlot::kAllChannels, program));
@@ -52,6 +51,15 @@ SharedRef<Bank> importProgramBank(const std::string& path, ProcessCallbacks& pro
     } catch (...) {
         ZnLib::throwWrapped("Could not load " + path);
     }
+}
+
+// The same for the loaders that search the places for their samples.
+template <typename Loader>
+SharedRef<Bank> importProgramBank(const std::string& path, ProcessCallbacks& progress,
+                                  std::vector<std::string> places) {
+    return programBank(path, progress, [&](Bank& bank, LoadFilter& filter, FindMissing& findMissing) {
+        return Loader(bank, filter, findMissing, std::move(places)).loadFile(path);
+    });
 }
 
 }  // namespace
@@ -116,21 +124,9 @@ std::string describePrograms(const ImportBank& bank) {
 }
 
 SharedRef<Bank> importSfzBank(const std::string& path, ProcessCallbacks& progress) {
-    try {
-        auto bank = ZnLib::makeRef<Bank>();
-        ProgressOnly filter(progress);
-        FindNothing findNothing;
-        SfzLoader loader(*bank, filter, findNothing);
-        SharedRef<Program> program = loader.loadFile(path);
-        bank->addProgram(program);
-        auto performance = newPerformance(program->name());
-        performance->addSlot(ZnLib::makeRef<ProgramSlot>(ProgramSlot::kAllChannels, program));
-        bank->addPerformance(performance);
-        bank->currentPerformance = performance.get();
-        return bank;
-    } catch (...) {
-        ZnLib::throwWrapped("Could not load " + path);
-    }
+    return programBank(path, progress, [&](Bank& bank, LoadFilter& filter, FindMissing& findMissing) {
+        return SfzLoader(bank, filter, findMissing).loadFile(path);
+    });
 }
 
 SharedRef<Bank> importExsBank(const std::string& path, ProcessCallbacks& progress, std::vector<std::string> places) {

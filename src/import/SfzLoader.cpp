@@ -11,6 +11,7 @@
 #include "import/SFGroup.h"
 #include "import/SFZGroup.h"
 #include "import/UnicodeText.h"
+#include "import/WaveFinder.h"
 #include "lib/Error.h"
 #include "lib/Path.h"
 #include "model/Bank.h"
@@ -352,18 +353,7 @@ void SfzLoader::setSample(SFZGroup& group, std::string_view value) {
 
 SharedRef<Wave> SfzLoader::findWave(const std::string& path) {
     try {
-        int placeIndex = -1;
-        const fs::File file = resolve(places_, fs::File(path_), path, findMissing_, placeIndex);
-        if (SharedRef<Wave> known = bank_.existingWave(file)) return known;
-        SharedRef<Wave> wave = filter_.existingWave(file);
-        if (!wave) {
-            wave = ZnLib::makeRef<Wave>();
-            wave->setName(fs::stem(file.path()));
-            wave->setFile(file);
-            wave->load();
-        }
-        bank_.addWave(wave);
-        return wave;
+        return WaveFinder(bank_, filter_, findMissing_, places_, path_).find(path);
     } catch (const std::exception& e) {
         filter_.process(ZnLib::describe(e));
         return SharedRef<Wave>(Wave::none());

@@ -13,6 +13,7 @@
 #include "InstrumentLoader.h"
 #include "Interpolation.h"
 #include "JsonReport.h"
+#include "MapCommand.h"
 #include "MidiFile.h"
 #include "MorvekVersion.h"
 #include "OutputFiles.h"
@@ -338,6 +339,7 @@ int main(int argc, char** argv) {
     convertCmd->add_flag("-q,--quiet", convert.quiet, "No progress bar and no summary");
 
     Cli::WaveCommand waveCmd(app);
+    Cli::MapCommand mapCmd(app);
 
     // The build writes the demo instrument with this; it is no command for users.
     std::string demoBank;
@@ -350,6 +352,7 @@ int main(int argc, char** argv) {
         if (infoCmd->parsed()) return runInfo(info);
         if (convertCmd->parsed()) return runConvert(convert);
         if (waveCmd.parsed()) return waveCmd.run();
+        if (mapCmd.parsed()) return mapCmd.run();
         if (demoCmd->parsed()) {
             Cli::writeDemoBank(demoBank);
             return 0;

@@ -1,6 +1,7 @@
 #include "model/Program.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "plug/Wave.h"
 
@@ -54,6 +55,61 @@ int Program::addSlices(const SharedRef<Wave>& wave, int low, int high, int from)
         ++added;
     }
     return added;
+}
+
+namespace {
+
+bool canJoin(const Group& g, const Group& n, bool loose) {
+    if (g.range.highKey + 1 != n.range.lowKey || g.range.lowVel != n.range.lowVel) return false;
+    if (loose) return true;
+    if (g.fade.highKey != g.range.highKey || n.fade.lowKey != n.range.lowKey) return false;
+    if (g.fade.lowVel != n.fade.lowVel || g.fade.highVel != n.fade.highVel) return false;
+    GroupRangeParams a = g, b = n;
+    a.name = b.name;
+    a.range = b.range;
+    a.fade = b.fade;
+    return a == b && static_cast<const GroupSoundParams&>(g) == static_cast<const GroupSoundParams&>(n);
+}
+
+// The same keys, range and fade, and the same parameters but for pan, whose size must match too.
+bool isStereoDouble(const Group& g, const Group& n) {
+    if (std::fabs(g.pan) != std::fabs(n.pan) || g.splits.size() != n.splits.size()) return false;
+    for (std::size_t i = 0; i < g.splits.size(); ++i)
+        if (g.splits[i].key != n.splits[i].key) return false;
+    GroupSoundParams a = g, b = n;
+    a.pan = b.pan;
+    return static_cast<const GroupRangeParams&>(g) == static_cast<const GroupRangeParams&>(n) && a == b;
+}
+
+}  // namespace
+
+void Program::mergeGroups(std::vector<SharedRef<Group>>& list, bool dropDoubles) {
+    std::stable_sort(list.begin(), list.end(), [](const SharedRef<Group>& a, const SharedRef<Group>& b) {
+        return a->range.lowKey < b->range.lowKey;
+    });
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        Group& g = *list[i];
+        for (std::size_t j = i + 1; j < list.size();) {
+            if (!canJoin(g, *list[j], dropDoubles)) {
+                ++j;
+                continue;
+            }
+            const Group& n = *list[j];
+            g.splits.insert(g.splits.end(), n.splits.begin(), n.splits.end());
+            g.setHighKey(n.range.highKey);
+            list.erase(list.begin() + std::ptrdiff_t(j));
+            j = i + 1;
+        }
+    }
+    if (!dropDoubles) return;
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        for (std::size_t j = i + 1; j < list.size(); ++j) {
+            if (!isStereoDouble(*list[i], *list[j])) continue;
+            list.erase(list.begin() + std::ptrdiff_t(j));
+            list[i]->pan = 0;
+            break;
+        }
+    }
 }
 
 bool Program::modified() const {

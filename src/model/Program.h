@@ -35,6 +35,13 @@ public:
     // Fills the program from the slices of `wave` from loop `from` on, one key per slice from
     // `low` to `high`, one group per run of keys. Returns the number of groups added.
     int addSlices(const ZnLib::SharedRef<ZnPlug::Wave>& wave, int low, int high, int from);
+    // Joins neighbouring groups into one: sorted by low key, a group takes the splits of the first
+    // later group that starts on the key above its high key at the same low velocity and sounds
+    // alike (apart from name, range and fade). `dropDoubles` joins on keys and velocity alone, and
+    // then drops each later group that doubles an earlier one but for the side of its pan (a
+    // stereo pair), leaving the earlier one in the middle.
+    void mergeGroups(bool dropDoubles) { mergeGroups(groups, dropDoubles); }
+    static void mergeGroups(std::vector<ZnLib::SharedRef<Group>>& list, bool dropDoubles);
 
     bool modified() const override;
     void clearModified() override;

@@ -7,6 +7,7 @@
 #include "MidiFile.h"
 #include "engine/Morvek.h"
 #include "plug/HostTime.h"
+#include "plug/Wave.h"
 
 namespace Cli {
 
@@ -24,6 +25,19 @@ public:
 private:
     RenderResult& result_;
 };
+
+// The input pins' samples for frames pos to pos + n: the wave's, then silence.
+void feedInput(const ZnPlug::Wave& wave, int64_t pos, int32_t n, std::array<std::vector<float>, 2>& pins) {
+    const int64_t left = std::clamp<int64_t>(int64_t(wave.frames()) - pos, 0, n);
+    for (unsigned c = 0; c < 2; ++c) {
+        float* to = pins[c].data();
+        if (left > 0) {
+            const float* from = wave.channelData(c < wave.channels() ? c : 0) + pos;
+            std::copy(from, from + left, to);
+        }
+        std::fill(to + left, to + n, 0.0f);
+    }
+}
 
 }  // namespace
 
@@ -52,7 +66,8 @@ RenderSummary renderSong(MV::Morvek& engine, const MidiFile& song, const RenderO
     // An event plays on the sample nearest its time.
     const auto frameOf = [&](uint32_t tick) { return int64_t(std::llround(song.secondsAt(tick) * rate)); };
     const int64_t lastEventFrame = events.empty() ? -1 : frameOf(events.back().tick);
-    const auto songFrames = std::max(int64_t(std::ceil(songSeconds * rate)), lastEventFrame + 1);
+    const auto inputFrames = int64_t(options.input ? options.input->frames() : 0);
+    const auto songFrames = std::max({int64_t(std::ceil(songSeconds * rate)), lastEventFrame + 1, inputFrames});
     const auto maxFrames = songFrames + int64_t(options.maxTailSeconds * rate);
     const auto silentFrames = int64_t(options.silentSeconds * rate);
 
@@ -61,6 +76,12 @@ RenderSummary renderSong(MV::Morvek& engine, const MidiFile& song, const RenderO
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         outputs[i].assign(std::size_t(block), 0.0f);
         pointers[i] = outputs[i].data();
+    }
+    std::array<std::vector<float>, 2> inputs;
+    std::array<const float*, 2> inputPointers{};
+    for (std::size_t c = 0; c < inputs.size() && options.input; ++c) {
+        inputs[c].assign(std::size_t(block), 0.0f);
+        inputPointers[c] = inputs[c].data();
     }
 
     RenderSummary result;
@@ -113,7 +134,9 @@ RenderSummary renderSong(MV::Morvek& engine, const MidiFile& song, const RenderO
             std::lock_guard lock(engine.mainLock());
             if (!blockEvents.empty()) engine.processEvents(blockEvents.data(), int32_t(blockEvents.size()));
         }
-        engine.audioCall(nullptr, pointers.data(), n, true, &time, true);
+        if (options.input) feedInput(*options.input, pos, n, inputs);
+        engine.audioCall(options.input ? inputPointers.data() : nullptr, pointers.data(), n, true, &time, true);
+        if (options.afterBlock) options.afterBlock();
 
         float blockPeak = 0;
         for (int32_t i = 0; i < n; ++i) {

@@ -7,6 +7,9 @@
 namespace MV {
 class Morvek;
 }
+namespace ZnPlug {
+class Wave;
+}
 
 namespace Cli {
 
@@ -32,6 +35,11 @@ struct RenderOptions {
     uint16_t pins = 0x3;
     // In the order of their frames; each lands on its frame exactly, splitting the audio call.
     std::vector<AutomationPoint> automation;
+    // Fed into the two input pins from the first frame, a mono wave into both; silence after its
+    // end. The render lasts at least as long as it.
+    const ZnPlug::Wave* input = nullptr;
+    // Told after every audio call, on the rendering thread: a recorder collects its takes here.
+    std::function<void()> afterBlock;
 };
 
 struct RenderResult {

@@ -17,7 +17,9 @@
 #include "MidiFile.h"
 #include "MorvekVersion.h"
 #include "OutputFiles.h"
+#include "RecordOptions.h"
 #include "SongRenderer.h"
+#include "TakeRecorder.h"
 #include "WavStream.h"
 #include "WaveCommand.h"
 #include "engine/Morvek.h"
@@ -46,6 +48,7 @@ struct RenderArgs {
     bool noEffects = false;
     std::string outputs;
     std::string automation;
+    Cli::RecordOptions record;
 };
 
 // "BANK:PROG" of --preset: every channel the song plays gets that one preset.
@@ -122,6 +125,7 @@ int runRender(const RenderArgs& args) {
     if (args.outputs.empty()) outputs = {engine.outputs[0]};
     else if (all) outputs.assign(engine.outputs.begin(), engine.outputs.end());
     else outputs = Cli::OutputFiles::pick(args.outputs, {engine.outputs.begin(), engine.outputs.end()});
+    const auto recorder = args.record.arm(engine, options);
     std::vector<std::string> written;
     Cli::RenderSummary result;
     if (args.outputs.empty()) {
@@ -137,7 +141,9 @@ int runRender(const RenderArgs& args) {
         // With "all", only the outputs that carry sound.
         written = files.finish(all, options.silenceLevel);
     }
+    const std::vector<std::string> takes = recorder ? recorder->finish(output) : std::vector<std::string>();
     const float peak = result.peak * gain;
+    if (!args.quiet && recorder) std::fputs(recorder->summary(takes).c_str(), stdout);
     if (!args.quiet) {
         const double seconds = double(result.frames) / args.rate;
         const double peakDb = peak > 0 ? 20.0 * std::log10(double(peak)) : -INFINITY;
@@ -296,6 +302,7 @@ int main(int argc, char** argv) {
                           "A text file of 'SECONDS PARAM VALUE' lines (PARAM 0-127, VALUE 0-1) fed to the "
                           "plug-in's parameters at their samples, as a host's automation")
         ->check(CLI::ExistingFile);
+    render.record.addTo(*renderCmd);
 
     InfoArgs info;
     CLI::App* infoCmd = app.add_subcommand(
@@ -348,7 +355,10 @@ int main(int argc, char** argv) {
 
     CLI11_PARSE(app, argc, argv);
     try {
-        if (renderCmd->parsed()) return runRender(render);
+        if (renderCmd->parsed()) {
+            render.record.loadInput(render.rate);
+            return runRender(render);
+        }
         if (infoCmd->parsed()) return runInfo(info);
         if (convertCmd->parsed()) return runConvert(convert);
         if (waveCmd.parsed()) return waveCmd.run();

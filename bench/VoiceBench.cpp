@@ -7,7 +7,10 @@
 #include <vector>
 
 #include "engine/Morvek.h"
+#include "import/InstrumentImport.h"
+#include "import/SoundFont.h"
 #include "model/ModulationTables.h"
+#include "persist/LoadedNothing.h"
 #include "plug/HostTime.h"
 #include "plug/ValueLaws.h"
 #include "plug/Wave.h"
@@ -172,3 +175,49 @@ BENCHMARK(renderModulatedVoices)
     ->Unit(benchmark::kMicrosecond);
 
 }  // namespace
+
+// An imported SoundFont voice as a General MIDI song plays it: the importer's rows (ENV1 on the
+// filter, the vibrato LFO on pitch, LFO1 on volume) over TimGM6mb's strings, held notes over two
+// octaves. Layered zones start more than one voice a key: the figure is per voice that plays.
+void renderSoundFontVoices(benchmark::State& state) {
+    const int notes = int(state.range(0));
+    Rig rig(kInterpolationHermite, 2, 0);
+    MV::LoadedNothing progress;
+    ZnLib::SharedRef<MV::SoundFont> soundFont;
+    try {
+        soundFont = MV::openSoundFont("/usr/share/sounds/sf2/TimGM6mb.sf2", progress);
+    } catch (const std::exception& e) {
+        state.SkipWithError(e.what());
+        return;
+    }
+    const int preset = MV::findPreset(*soundFont, 0, 48);
+    ZnLib::SharedRef<Program> program = soundFont->importProgram(std::size_t(preset), rig.engine, progress);
+    rig.engine.addProgram(program);
+    ProgramSlot& slot = *rig.engine.performance().slots[0];
+    slot.program = program;
+    std::vector<ZnPlug::MidiEvent> on;
+    for (int n = 0; n < notes; ++n) {
+        ZnPlug::MidiEvent e;
+        e.status = 0x90;
+        e.data1 = uint8_t(48 + n % 25);
+        e.data2 = 100;
+        on.push_back(e);
+    }
+    ZnPlug::HostTime time;
+    time.flags = ZnPlug::HostTime::kTempoValid;
+    time.tempo = 120;
+    {
+        std::lock_guard lock(rig.engine.mainLock());
+        rig.engine.processEvents(on.data(), int32_t(on.size()));
+    }
+    rig.engine.audioCall(nullptr, rig.pointers.data(), kBlock, true, &time, false);
+    state.SetLabel("TimGM6mb strings, " + std::to_string(rig.engine.poolEnd()) + " voices");
+    measure(state, rig, rig.engine.poolEnd());
+}
+
+BENCHMARK(renderSoundFontVoices)
+    ->ArgNames({"notes"})
+    ->ComputeStatistics("min", fastest)
+    ->Arg(1)
+    ->Arg(16)
+    ->Unit(benchmark::kMicrosecond);

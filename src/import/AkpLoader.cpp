@@ -3,14 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <filesystem>
 #include <stdexcept>
 
 #include "import/UnicodeText.h"
 #include "import/WaveFinder.h"
 #include "lib/ByteReader.h"
 #include "lib/Error.h"
-#include "lib/MappedFile.h"
 #include "lib/Path.h"
 #include "model/Bank.h"
 #include "model/LoadFilter.h"
@@ -226,20 +224,7 @@ std::string zoneName(const Chunk& c) {
 
 }  // namespace
 
-AkpLoader::AkpLoader(Bank& bank, LoadFilter& filter, FindMissing& findMissing, std::vector<std::string> places)
-    : bank_(bank), filter_(filter), findMissing_(findMissing), places_(std::move(places)) {}
-
-SharedRef<Program> AkpLoader::loadFile(const std::string& path) {
-    const ZnLib::MappedFile file(path);
-    return loadBytes(file.bytes(), path);
-}
-
-SharedRef<Program> AkpLoader::loadBytes(std::span<const uint8_t> bytes, const std::string& givenPath) {
-    // Samples are found from the instrument's folder, which must be known even for a path given
-    // relative to the working folder.
-    std::error_code ec;
-    const std::filesystem::path absolute = std::filesystem::absolute(givenPath, ec);
-    const std::string path = fs::normalise(ec ? givenPath : absolute.lexically_normal().string());
+SharedRef<Program> AkpLoader::read(std::span<const uint8_t> bytes, const std::string& path) {
     ByteReader file(bytes);
     if (file.fourcc() != fourcc("RIFF")) throw std::invalid_argument("Not a valid RIFF file");
     file.skip(4);

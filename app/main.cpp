@@ -328,7 +328,8 @@ int main(int argc, char** argv) {
                    "extension names the type: .mvbank, .mvprog, .mvperf or .mvmatrix; or a host preset file: "
                    ".fxb (the bank) or .fxp (the current performance), the plug-in's state that hosts load. A "
                    "whole SoundFont becomes a bank with one program per preset, in General MIDI order.");
-    convertCmd->add_option("IN", convert.in, "A .mvbank, .mvprog, .mvperf, .mvmatrix, .sf2, .sfz, .exs or .akp file")->required();
+    convertCmd->add_option("IN", convert.in, "A .mvbank, .mvprog, .mvperf, .mvmatrix, .sf2, .sfz, .exs or .akp file")
+        ->required();
     convertCmd->add_option("OUT", convert.out, "The document to write; an existing one is replaced only when the "
                                                "save succeeds")
         ->required();

@@ -4,10 +4,12 @@
 
 #include "engine/Aeg.h"
 #include "engine/Envelope.h"
+#include "engine/FastMath.h"
 #include "engine/Lfo.h"
 #include "engine/ModMatrix.h"
 #include "engine/Sequencer.h"
 #include "engine/VoiceFilter.h"
+#include "engine/VoiceLanes.h"
 #include "lib/RefCounted.h"
 #include "model/Effect.h"
 
@@ -231,6 +233,19 @@ private:
     int32_t fillLanes(VoiceLanes& lanes, const Call& call, int32_t n);
     // The lanes that the slots move, at sample i; at sample 0 also the ones they leave alone.
     void writeModulatedLanes(VoiceLanes& lanes, int32_t i);
+    // The same lanes, amp and pitch for a whole sub-block in two passes (VoiceBlockPlan.cpp), with
+    // the per-sample walk's values; -1 when the slots need the walk (one feeds a modulator, a
+    // slew or a glide runs).
+    int32_t fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t sampled);
+
+public:
+    // Off, every voice takes the per-sample walk: the reference the block passes are tested
+    // against. [ui-thread], while no audio runs.
+    static inline bool blockPlans = true;
+
+private:
+    // What control lane `lane` carries: its destination in the unit the render stages read.
+    float laneValue(unsigned lane) const noexcept;
     // When the slots hold one value over the sub-block (no audio run, no slew): one
     // accumulation, the pitch it gives, and every lane filled with its value.
     void holdModulatedLanes(VoiceLanes& lanes, int32_t n);
@@ -248,5 +263,37 @@ private:
     void slotPan(float* const* signal, int32_t channels, int32_t n);
     void mixOutput(const Call& call, float* const* signal, int32_t channels, int32_t offset, int32_t n);
 };
+
+MV_HOT_INLINE float Voice::laneValue(unsigned lane) const noexcept {
+    const Voice& v = *this;
+    switch (lane) {
+    case VoiceLanes::kFilterFreq:
+        return v.filter.filter_freq;
+    case VoiceLanes::kFilterRes:
+        return v.filter.filter_res;
+    case VoiceLanes::kFilterDrive:
+        return v.filter.filter_drive;
+    case VoiceLanes::kLoopStart:
+        return v.dest.loop_start * v.wave_rate;
+    case VoiceLanes::kLoopEnd:
+        return v.dest.loop_end * v.wave_rate;
+    case VoiceLanes::kLoopDir:
+        return v.dest.loop_dir;
+    case VoiceLanes::kPan:
+        return v.dest.pan;
+    case VoiceLanes::kVolume:
+        return v.dest.volume;
+    case VoiceLanes::kInsert1:
+        return v.dest.insert1 + v.static_insert1;
+    case VoiceLanes::kInsert2:
+        return v.dest.insert2 + v.static_insert2;
+    case VoiceLanes::kSend1:
+        return v.dest.send1;
+    case VoiceLanes::kSend2:
+        return v.dest.send2;
+    default:
+        return v.dest.send3;
+    }
+}
 
 }  // namespace MV

@@ -205,6 +205,13 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
         advanceModulators(n, running);
         return n;
     }
+    if (call.modulated && blockPlans) {
+        if (const int32_t made = fillLanesByBlock(lanes, n, sampled); made >= 0) {
+            if (state == kIdle) return made;
+            advanceModulators(n, uint8_t(running & ~sampled));
+            return n;
+        }
+    }
     for (int32_t i = 0; i < n; ++i) {
         if (call.modulated) ModMatrix::accumulate(slots.data(), n_audio, n_control, smooth_left);
         if (glide_pitch != glide_target) {
@@ -237,48 +244,15 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
     return n;
 }
 
-namespace {
-// What a control lane carries: the voice's destination in the unit the render stages read.
-MV_HOT_INLINE float laneValue(const Voice& v, unsigned lane) noexcept {
-    switch (lane) {
-    case VoiceLanes::kFilterFreq:
-        return v.filter.filter_freq;
-    case VoiceLanes::kFilterRes:
-        return v.filter.filter_res;
-    case VoiceLanes::kFilterDrive:
-        return v.filter.filter_drive;
-    case VoiceLanes::kLoopStart:
-        return v.dest.loop_start * v.wave_rate;
-    case VoiceLanes::kLoopEnd:
-        return v.dest.loop_end * v.wave_rate;
-    case VoiceLanes::kLoopDir:
-        return v.dest.loop_dir;
-    case VoiceLanes::kPan:
-        return v.dest.pan;
-    case VoiceLanes::kVolume:
-        return v.dest.volume;
-    case VoiceLanes::kInsert1:
-        return v.dest.insert1 + v.static_insert1;
-    case VoiceLanes::kInsert2:
-        return v.dest.insert2 + v.static_insert2;
-    case VoiceLanes::kSend1:
-        return v.dest.send1;
-    case VoiceLanes::kSend2:
-        return v.dest.send2;
-    default:
-        return v.dest.send3;
-    }
-}
-}  // namespace
 
 void Voice::writeModulatedLanes(VoiceLanes& lanes, int32_t i) {
     // A lane that no slot moves holds one value over the sub-block: filled once, not per sample.
     if (i == 0)
         for (unsigned l = VoiceLanes::kFilterFreq; l < VoiceLanes::kLaneCount; ++l)
-            if (!(lane_mask & (1u << l))) FastMath::fill(lanes.lanes[l].data(), laneValue(*this, l), kSubBlock);
+            if (!(lane_mask & (1u << l))) FastMath::fill(lanes.lanes[l].data(), laneValue(l), kSubBlock);
     for (unsigned m = lane_mask; m != 0; m &= m - 1) {
         const auto l = unsigned(std::countr_zero(m));
-        lanes.lanes[l][std::size_t(i)] = laneValue(*this, l);
+        lanes.lanes[l][std::size_t(i)] = laneValue(l);
     }
 }
 
@@ -302,7 +276,7 @@ void Voice::holdModulatedLanes(VoiceLanes& lanes, int32_t n) {
         last_pitch = p;
     }
     for (unsigned l = VoiceLanes::kFilterFreq; l < VoiceLanes::kLaneCount; ++l)
-        FastMath::fill(lanes.lanes[l].data(), laneValue(*this, l), n);
+        FastMath::fill(lanes.lanes[l].data(), laneValue(l), n);
 }
 
 int32_t Voice::readSamples(const Call& call, VoiceLanes& lanes, int32_t n) {

@@ -1,0 +1,165 @@
+// The modulated lanes of a sub-block in two passes instead of one per sample: the modulators
+// step first, keeping the outputs that slots read, then the slots add into their destinations
+// lane by lane. Each sample gets the same values, added in the same order, as the sample-by-sample
+// walk gives; the walk remains for what this cannot take (a slot that feeds a modulator, a slew,
+// a glide).
+#include <array>
+#include <bit>
+#include <cmath>
+
+#include "engine/FastMath.h"
+#include "engine/ModMatrix.h"
+#include "engine/Voice.h"
+#include "engine/VoiceLanes.h"
+
+namespace MV {
+
+namespace {
+constexpr int32_t kLength = int32_t(VoiceLanes::kLength);
+constexpr std::size_t kModulators = 8;  // AEG, ENV1, ENV2, LFO1, LFO2, SEQ1, SEQ2, SEQ3
+constexpr std::size_t kLaneFields = VoiceLanes::kLaneCount - VoiceLanes::kFilterFreq;
+}  // namespace
+
+int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t sampled) {
+    if (smooth_left != 0 || glide_pitch != glide_target || n_audio == 0 || n > kLength) return -1;
+    float* const laneFields[kLaneFields] = {&filter.filter_freq, &filter.filter_res, &filter.filter_drive,
+                                           &dest.loop_start,    &dest.loop_end,      &dest.loop_dir,
+                                           &dest.pan,           &dest.volume,        &dest.insert1,
+                                           &dest.insert2,       &dest.send1,         &dest.send2,
+                                           &dest.send3};
+    const float* const outputs[kModulators] = {&aeg.out,  &env1.out, &env2.out, &lfo1.out,
+                                               &lfo2.out, &seq1.out, &seq2.out, &seq3.out};
+    auto modulatorOf = [&](const float* p) -> int {
+        for (std::size_t k = 0; k < kModulators; ++k)
+            if (p == outputs[k]) return int(k);
+        return -1;
+    };
+    auto isLaneOrPitch = [&](const float* p) {
+        if (p == &dest.pitch || p == &dest.pitch_raw) return true;
+        for (float* f : laneFields)
+            if (p == f) return true;
+        return false;
+    };
+
+    // The plan: audio slots move only lanes and pitch, so the modulators never wait for them.
+    unsigned read = 0;  // modulators whose outputs audio slots read
+    for (int32_t s = 0; s < n_audio; ++s) {
+        const ModSlot& slot = slots[std::size_t(s)];
+        if (!isLaneOrPitch(slot.dest)) return -1;
+        if (const int k = modulatorOf(slot.source); k >= 0) read |= 1u << k;
+        if (const int k = modulatorOf(slot.via); k >= 0) read |= 1u << k;
+    }
+
+    // The destinations of the audio and control runs, each with its values over the sub-block.
+    std::array<float*, kModSlots> fields{};
+    std::array<int, kModSlots> accOf{};
+    std::size_t fieldCount = 0;
+    for (int32_t s = 0; s < n_control; ++s) {
+        float* d = slots[std::size_t(s)].dest;
+        std::size_t f = 0;
+        while (f < fieldCount && fields[f] != d) ++f;
+        if (f == fieldCount) fields[fieldCount++] = d;
+        accOf[std::size_t(s)] = int(f);
+    }
+
+    // First pass: once as the walk's first sample does, which sets the modulators' inputs that
+    // control slots move (they hold over the sub-block); then the modulators, sample by sample.
+    ModMatrix::accumulate(slots.data(), n_audio, n_control, smooth_left);
+    alignas(16) std::array<std::array<float, kLength>, kModulators> before;
+    float* amp = lanes.lane(VoiceLanes::kAmp);
+    int32_t made = n;
+    for (int32_t i = 0; i < n; ++i) {
+        for (unsigned m = read; m != 0; m &= m - 1) {
+            const auto k = std::size_t(std::countr_zero(m));
+            before[k][std::size_t(i)] = *outputs[k];
+        }
+        aeg.step(state);
+        // In the order ENV1, ENV2, LFO1, LFO2, SEQ1, SEQ2, SEQ3.
+        if (sampled & kEnv1Bit) env1.tick();
+        if (sampled & kEnv2Bit) env2.tick();
+        if (sampled & kLfo1Bit) lfo1.tick();
+        if (sampled & kLfo2Bit) lfo2.tick();
+        if (sampled & kSeq1Bit) seq1.tick();
+        if (sampled & kSeq2Bit) seq2.tick();
+        if (sampled & kSeq3Bit) seq3.tick();
+        amp[i] = static_gain * aeg.out;
+        if (state == kIdle) {
+            made = i + 1;
+            break;
+        }
+    }
+
+    // Second pass: the destinations, slot by slot in the walk's order: cleared, the audio run
+    // added, then the control run.
+    alignas(16) std::array<std::array<float, kLength>, kModSlots> acc;
+    for (std::size_t f = 0; f < fieldCount; ++f) FastMath::fill(acc[f].data(), 0.0f, made);
+    for (int32_t s = 0; s < n_audio; ++s) {
+        const ModSlot& slot = slots[std::size_t(s)];
+        float* out = acc[std::size_t(accOf[std::size_t(s)])].data();
+        const int ks = modulatorOf(slot.source), kv = modulatorOf(slot.via);
+        const float* src = ks >= 0 ? before[std::size_t(ks)].data() : nullptr;
+        const float* via = kv >= 0 ? before[std::size_t(kv)].data() : nullptr;
+        const float a = slot.amount, b = slot.amount_via - slot.amount;
+        const float s0 = *slot.source, v0 = *slot.via;
+        for (int32_t i = 0; i < made; ++i) {
+            const float x = src ? src[i] : s0;
+            const float v = via ? via[i] : v0;
+            out[i] += x * a + x * v * b;
+        }
+    }
+    for (int32_t s = n_audio; s < n_control; ++s) {
+        float* out = acc[std::size_t(accOf[std::size_t(s)])].data();
+        const float value = slots[std::size_t(s)].value;
+        for (int32_t i = 0; i < made; ++i) out[i] += value;
+    }
+
+    // The lanes: those no slot moves hold one value; the others take their destination's values.
+    auto accFor = [&](const float* field) -> const float* {
+        for (std::size_t f = 0; f < fieldCount; ++f)
+            if (fields[f] == field) return acc[f].data();
+        return nullptr;
+    };
+    for (std::size_t x = 0; x < kLaneFields; ++x) {
+        const unsigned l = unsigned(VoiceLanes::kFilterFreq + x);
+        const float* values = (lane_mask & (1u << l)) ? accFor(laneFields[x]) : nullptr;
+        if (!values) {
+            FastMath::fill(lanes.lanes[l].data(), laneValue(l), kLength);
+            continue;
+        }
+        float* lane = lanes.lanes[l].data();
+        switch (l) {
+        case VoiceLanes::kLoopStart:
+        case VoiceLanes::kLoopEnd:
+            for (int32_t i = 0; i < made; ++i) lane[i] = values[i] * wave_rate;
+            break;
+        case VoiceLanes::kInsert1:
+            for (int32_t i = 0; i < made; ++i) lane[i] = values[i] + static_insert1;
+            break;
+        case VoiceLanes::kInsert2:
+            for (int32_t i = 0; i < made; ++i) lane[i] = values[i] + static_insert2;
+            break;
+        default:
+            for (int32_t i = 0; i < made; ++i) lane[i] = values[i];
+        }
+    }
+
+    // Pitch, with the power only where it moves.
+    float* pitch = lanes.lane(VoiceLanes::kPitchRatio);
+    const float* pitchValues = accFor(&dest.pitch);
+    const float* rawValues = accFor(&dest.pitch_raw);
+    for (int32_t i = 0; i < made; ++i) {
+        const float p =
+            glide_pitch + (pitchValues ? pitchValues[i] : dest.pitch) + (rawValues ? rawValues[i] : dest.pitch_raw);
+        if (p != last_pitch) {
+            pitch_ratio = std::exp2(p);
+            last_pitch = p;
+        }
+        pitch[i] = pitch_ratio;
+    }
+
+    // The fields end as the walk leaves them: with the last sample's values.
+    for (std::size_t f = 0; f < fieldCount; ++f) *fields[f] = acc[f][std::size_t(made - 1)];
+    return made;
+}
+
+}  // namespace MV

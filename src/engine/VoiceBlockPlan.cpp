@@ -93,22 +93,22 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t sampled) {
     // added, then the control run.
     alignas(16) std::array<std::array<float, kLength>, kModSlots> acc;
     for (std::size_t f = 0; f < fieldCount; ++f) FastMath::fill(acc[f].data(), 0.0f, made);
+    // A source that holds still reads from a lane of its one value, so that every loop below
+    // runs without a branch.
+    alignas(16) std::array<std::array<float, kLength>, 2> held;
     for (int32_t s = 0; s < n_audio; ++s) {
         const ModSlot& slot = slots[std::size_t(s)];
-        float* out = acc[std::size_t(accOf[std::size_t(s)])].data();
+        float* __restrict out = acc[std::size_t(accOf[std::size_t(s)])].data();
         const int ks = modulatorOf(slot.source), kv = modulatorOf(slot.via);
-        const float* src = ks >= 0 ? before[std::size_t(ks)].data() : nullptr;
-        const float* via = kv >= 0 ? before[std::size_t(kv)].data() : nullptr;
+        const float* __restrict src = ks >= 0 ? before[std::size_t(ks)].data() : held[0].data();
+        const float* __restrict via = kv >= 0 ? before[std::size_t(kv)].data() : held[1].data();
+        if (ks < 0) FastMath::fill(held[0].data(), *slot.source, made);
+        if (kv < 0) FastMath::fill(held[1].data(), *slot.via, made);
         const float a = slot.amount, b = slot.amount_via - slot.amount;
-        const float s0 = *slot.source, v0 = *slot.via;
-        for (int32_t i = 0; i < made; ++i) {
-            const float x = src ? src[i] : s0;
-            const float v = via ? via[i] : v0;
-            out[i] += x * a + x * v * b;
-        }
+        for (int32_t i = 0; i < made; ++i) out[i] += src[i] * a + src[i] * via[i] * b;
     }
     for (int32_t s = n_audio; s < n_control; ++s) {
-        float* out = acc[std::size_t(accOf[std::size_t(s)])].data();
+        float* __restrict out = acc[std::size_t(accOf[std::size_t(s)])].data();
         const float value = slots[std::size_t(s)].value;
         for (int32_t i = 0; i < made; ++i) out[i] += value;
     }
@@ -123,7 +123,7 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t sampled) {
         const unsigned l = unsigned(VoiceLanes::kFilterFreq + x);
         const float* values = (lane_mask & (1u << l)) ? accFor(laneFields[x]) : nullptr;
         if (!values) {
-            FastMath::fill(lanes.lanes[l].data(), laneValue(l), kLength);
+            FastMath::fill(lanes.lanes[l].data(), laneValue(l), made);
             continue;
         }
         float* lane = lanes.lanes[l].data();

@@ -244,6 +244,9 @@ public:
     static inline bool blockPlans = true;
 
 private:
+    // One sample of the AEG and of the `sampled` modulators, in the order AEG, ENV1, ENV2, LFO1,
+    // LFO2, SEQ1, SEQ2, SEQ3.
+    void stepModulators(uint8_t sampled) noexcept;
     // What control lane `lane` carries: its destination in the unit the render stages read.
     float laneValue(unsigned lane) const noexcept;
     // When the slots hold one value over the sub-block (no audio run, no slew): one
@@ -294,6 +297,18 @@ MV_HOT_INLINE float Voice::laneValue(unsigned lane) const noexcept {
     default:
         return v.dest.send3;
     }
+}
+
+MV_HOT_INLINE void Voice::stepModulators(uint8_t sampled) noexcept {
+    aeg.step(state);
+    if (!sampled) return;
+    if (sampled & kEnv1Bit) env1.tick();
+    if (sampled & kEnv2Bit) env2.tick();
+    if (sampled & kLfo1Bit) lfo1.tick();
+    if (sampled & kLfo2Bit) lfo2.tick();
+    if (sampled & kSeq1Bit) seq1.tick();
+    if (sampled & kSeq2Bit) seq2.tick();
+    if (sampled & kSeq3Bit) seq3.tick();
 }
 
 }  // namespace MV

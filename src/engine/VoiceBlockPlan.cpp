@@ -73,15 +73,7 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t sampled) {
             const auto k = std::size_t(std::countr_zero(m));
             before[k][std::size_t(i)] = *outputs[k];
         }
-        aeg.step(state);
-        // In the order ENV1, ENV2, LFO1, LFO2, SEQ1, SEQ2, SEQ3.
-        if (sampled & kEnv1Bit) env1.tick();
-        if (sampled & kEnv2Bit) env2.tick();
-        if (sampled & kLfo1Bit) lfo1.tick();
-        if (sampled & kLfo2Bit) lfo2.tick();
-        if (sampled & kSeq1Bit) seq1.tick();
-        if (sampled & kSeq2Bit) seq2.tick();
-        if (sampled & kSeq3Bit) seq3.tick();
+        stepModulators(sampled);
         amp[i] = static_gain * aeg.out;
         if (state == kIdle) {
             made = i + 1;

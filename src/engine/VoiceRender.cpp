@@ -224,17 +224,7 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
             pitch_ratio = std::exp2(p);
             last_pitch = p;
         }
-        aeg.step(state);
-        if (sampled) {
-            // In the order AEG, ENV1, ENV2, LFO1, LFO2, SEQ1, SEQ2, SEQ3.
-            if (sampled & kEnv1Bit) env1.tick();
-            if (sampled & kEnv2Bit) env2.tick();
-            if (sampled & kLfo1Bit) lfo1.tick();
-            if (sampled & kLfo2Bit) lfo2.tick();
-            if (sampled & kSeq1Bit) seq1.tick();
-            if (sampled & kSeq2Bit) seq2.tick();
-            if (sampled & kSeq3Bit) seq3.tick();
-        }
+        stepModulators(sampled);
         amp[i] = static_gain * aeg.out;
         pitch[i] = pitch_ratio;
         if (call.modulated) writeModulatedLanes(lanes, i);

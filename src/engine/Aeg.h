@@ -32,9 +32,10 @@ struct Aeg {
 
     // One sample: moves the level and the state, then the squared output.
     void step(uint8_t& state);
-    // `n` samples while the modulation holds still, each output times `gain` into `amp_out`;
-    // the same values as `n` steps. Fewer when the envelope ends: the count made.
-    int32_t run(uint8_t& state, float gain, float* amp_out, int32_t n);
+    // `n` samples while the modulation holds still, each output times `gain` into `amp_out` and,
+    // when `before` is given, the output before each step into it; the same values as `n` steps,
+    // a stage at a time. Fewer when the envelope ends: the count made.
+    int32_t run(uint8_t& state, float gain, float* amp_out, int32_t n, float* before = nullptr);
 
     // Modulation destinations.
     float attack_mod = 0;
@@ -54,6 +55,8 @@ struct Aeg {
 private:
     template <typename StepOf>
     void move(uint8_t& state, StepOf stepOf);
+    template <bool Before>
+    int32_t runStages(uint8_t& state, float gain, float* amp_out, int32_t n, float* before);
     // 2^(10 x modulation), made again only when the modulation moved: most samples it holds.
     double attackScale();
     double timeScale();
@@ -135,21 +138,6 @@ inline void Aeg::step(uint8_t& state) {
         }
     });
     out = FastMath::clamp01(float((double(amp_mod) + amp) * level * level));
-}
-
-inline int32_t Aeg::run(uint8_t& state, float gain, float* amp_out, int32_t n) {
-    // The same products as step() makes, made once: the operands do not change in the run.
-    const double time = timeScale();
-    const double steps[] = {0, attackScale() * attack_rate, time * decay1_rate, time * decay2_rate, 0,
-                            time * release_rate};
-    const double scale = double(amp_mod) + amp;
-    for (int32_t i = 0; i < n; ++i) {
-        move(state, [&steps](uint8_t stage) { return steps[stage]; });
-        out = FastMath::clamp01(float(scale * level * level));
-        amp_out[i] = gain * out;
-        if (state == kIdle) return i + 1;
-    }
-    return n;
 }
 
 }  // namespace MV

@@ -31,6 +31,8 @@ struct Envelope {
     void tick() noexcept;
     // `n` samples at once, where nothing reads the output in between.
     void advance(int32_t n) noexcept;
+    // `n` ticks while the modulation holds still, with the output before each one in `before`.
+    void tickBlock(float* before, int32_t n) noexcept;
     // At the end of its last segment: level 2 until the note off, or level 3.
     bool holding() const noexcept { return segment >= 2 && (!no_release || segment >= 3); }
     // A sample's step of position and level, without the output.

@@ -56,6 +56,29 @@ struct LfoCore {
             }
         }
     }
+    // `n` ticks while the modulation holds still, with the output before each one in `before`;
+    // `valueAt` reads the table at a phase. The running values stay in locals meanwhile.
+    template <class ValueAt>
+    void tickBlock(float* before, int32_t n, ValueAt valueAt) noexcept {
+        const uint32_t inc = increment();
+        const float gain = FastMath::clamp01(amp_mod + amp);
+        uint32_t ph = phase;
+        float o = out, f = fade, fs = fade_step;
+        for (int32_t i = 0; i < n; ++i) {
+            before[i] = o;
+            const float v = valueAt(ph);
+            ph += inc;
+            o = v * gain * f * f;
+            if (fs > 0) {
+                f += fs;
+                if (f >= 1.0f) {
+                    f = 1.0f;
+                    fs = 0;
+                }
+            }
+        }
+        phase = ph, out = o, fade = f, fade_step = fs;
+    }
     // For `n` samples that nobody reads: moves the phase over all but the last ones where the
     // result is exactly that of stepping; returns how many samples are left to tick.
     int32_t skip(int32_t n) noexcept {
@@ -85,12 +108,16 @@ struct Lfo : LfoCore {
     // The fresh note's phase, and the output it starts from.
     void start(float pos, uint8_t sync, const ZnPlug::ProcessContext& ctx, const Lfo* peer) noexcept;
 
-    float value() const noexcept {
-        const uint32_t i = phase >> 24;
-        const float f = float(phase & 0xFFFFFFu) * kFraction;
+    float valueAt(uint32_t at) const noexcept {
+        const uint32_t i = at >> 24;
+        const float f = float(at & 0xFFFFFFu) * kFraction;
         return (1.0f - f) * table[i] + f * table[(i + 1) & kLastPoint];
     }
+    float value() const noexcept { return valueAt(phase); }
     void tick() noexcept { tickWith(value()); }
+    void tickBlock(float* before, int32_t n) noexcept {
+        LfoCore::tickBlock(before, n, [this](uint32_t at) { return valueAt(at); });
+    }
     void advance(int32_t n) noexcept {
         for (int32_t left = skip(n); left > 0; --left) tick();
     }

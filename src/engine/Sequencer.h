@@ -28,12 +28,16 @@ struct Sequencer : LfoCore {
     void setup(const Seq& params, const ZnPlug::ProcessContext& ctx);
     void start(float pos, uint8_t sync, const ZnPlug::ProcessContext& ctx, const Sequencer* peer) noexcept;
 
-    float value() const noexcept {
-        const uint32_t i = phase >> 24;
-        const float f = float(phase & 0xFFFFFFu) * kFraction;
+    float valueAt(uint32_t at) const noexcept {
+        const uint32_t i = at >> 24;
+        const float f = float(at & 0xFFFFFFu) * kFraction;
         return float(values[i]) * kStepScale * (1.0f - f) + float(values[(i + 1) & kLastPoint]) * kStepScale * f;
     }
+    float value() const noexcept { return valueAt(phase); }
     void tick() noexcept { tickWith(value()); }
+    void tickBlock(float* before, int32_t n) noexcept {
+        LfoCore::tickBlock(before, n, [this](uint32_t at) { return valueAt(at); });
+    }
     void advance(int32_t n) noexcept {
         for (int32_t left = skip(n); left > 0; --left) tick();
     }

@@ -234,9 +234,9 @@ private:
     // The lanes that the slots move, at sample i; at sample 0 also the ones they leave alone.
     void writeModulatedLanes(VoiceLanes& lanes, int32_t i);
     // The same lanes, amp and pitch for a whole sub-block in two passes (VoiceBlockPlan.cpp), with
-    // the per-sample walk's values; -1 when the slots need the walk (one feeds a modulator, a
-    // slew or a glide runs).
-    int32_t fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t sampled);
+    // the per-sample walk's values, and the `running` modulators moved on; -1 when the slots need
+    // the walk (one feeds a modulator, a slew or a glide runs).
+    int32_t fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running);
 
 public:
     // Off, every voice takes the per-sample walk: the reference the block passes are tested

@@ -20,7 +20,7 @@ constexpr std::size_t kModulators = 8;  // AEG, ENV1, ENV2, LFO1, LFO2, SEQ1, SE
 constexpr std::size_t kLaneFields = VoiceLanes::kLaneCount - VoiceLanes::kFilterFreq;
 }  // namespace
 
-int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t sampled) {
+int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
     if (smooth_left != 0 || glide_pitch != glide_target || n_audio == 0 || n > kLength) return -1;
     float* const laneFields[kLaneFields] = {&filter.filter_freq, &filter.filter_res, &filter.filter_drive,
                                            &dest.loop_start,    &dest.loop_end,      &dest.loop_dir,
@@ -43,9 +43,11 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t sampled) {
 
     // The plan: audio slots move only lanes and pitch, so the modulators never wait for them.
     unsigned read = 0;  // modulators whose outputs audio slots read
+    bool pitchMoves = false;
     for (int32_t s = 0; s < n_audio; ++s) {
         const ModSlot& slot = slots[std::size_t(s)];
         if (!isLaneOrPitch(slot.dest)) return -1;
+        pitchMoves = pitchMoves || slot.dest == &dest.pitch || slot.dest == &dest.pitch_raw;
         if (const int k = modulatorOf(slot.source); k >= 0) read |= 1u << k;
         if (const int k = modulatorOf(slot.via); k >= 0) read |= 1u << k;
     }
@@ -63,23 +65,28 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t sampled) {
     }
 
     // First pass: once as the walk's first sample does, which sets the modulators' inputs that
-    // control slots move (they hold over the sub-block); then the modulators, sample by sample.
+    // control slots move (they hold over the sub-block). Then each modulator that audio slots
+    // read runs through the sub-block on its own, since here none feeds another; the others
+    // move on in bulk.
     ModMatrix::accumulate(slots.data(), n_audio, n_control, smooth_left);
     alignas(16) std::array<std::array<float, kLength>, kModulators> before;
     float* amp = lanes.lane(VoiceLanes::kAmp);
-    int32_t made = n;
-    for (int32_t i = 0; i < n; ++i) {
-        for (unsigned m = read; m != 0; m &= m - 1) {
-            const auto k = std::size_t(std::countr_zero(m));
-            before[k][std::size_t(i)] = *outputs[k];
-        }
-        stepModulators(sampled);
-        amp[i] = static_gain * aeg.out;
-        if (state == kIdle) {
-            made = i + 1;
-            break;
+    const int32_t made = aeg.run(state, static_gain, amp, n, (read & 1u) ? before[0].data() : nullptr);
+    for (unsigned m = read & ~1u; m != 0; m &= m - 1) {
+        const auto k = std::size_t(std::countr_zero(m));
+        float* b = before[k].data();
+        switch (k) {
+        case 1: env1.tickBlock(b, made); break;
+        case 2: env2.tickBlock(b, made); break;
+        case 3: lfo1.tickBlock(b, made); break;
+        case 4: lfo2.tickBlock(b, made); break;
+        case 5: seq1.tickBlock(b, made); break;
+        case 6: seq2.tickBlock(b, made); break;
+        default: seq3.tickBlock(b, made); break;
         }
     }
+    // Bit k of `read` is modulator k; the bulk advance numbers them from ENV1.
+    if (state != kIdle) advanceModulators(made, uint8_t(running & ~(read >> 1)));
 
     // Second pass: the destinations, slot by slot in the walk's order: cleared, the audio run
     // added, then the control run.
@@ -139,7 +146,9 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t sampled) {
     float* pitch = lanes.lane(VoiceLanes::kPitchRatio);
     const float* pitchValues = accFor(&dest.pitch);
     const float* rawValues = accFor(&dest.pitch_raw);
-    for (int32_t i = 0; i < made; ++i) {
+    // Without an audio slot on it the pitch holds: every sample would find the same.
+    const int32_t pitchSamples = pitchMoves ? made : 1;
+    for (int32_t i = 0; i < pitchSamples; ++i) {
         const float p =
             glide_pitch + (pitchValues ? pitchValues[i] : dest.pitch) + (rawValues ? rawValues[i] : dest.pitch_raw);
         if (p != last_pitch) {
@@ -148,6 +157,7 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t sampled) {
         }
         pitch[i] = pitch_ratio;
     }
+    if (!pitchMoves) FastMath::fill(pitch, pitch_ratio, made);
 
     // The fields end as the walk leaves them: with the last sample's values.
     for (std::size_t f = 0; f < fieldCount; ++f) *fields[f] = acc[f][std::size_t(made - 1)];

@@ -206,11 +206,7 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
         return n;
     }
     if (call.modulated && blockPlans) {
-        if (const int32_t made = fillLanesByBlock(lanes, n, sampled); made >= 0) {
-            if (state == kIdle) return made;
-            advanceModulators(n, uint8_t(running & ~sampled));
-            return n;
-        }
+        if (const int32_t made = fillLanesByBlock(lanes, n, running); made >= 0) return made;
     }
     for (int32_t i = 0; i < n; ++i) {
         if (call.modulated) ModMatrix::accumulate(slots.data(), n_audio, n_control, smooth_left);

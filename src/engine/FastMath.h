@@ -86,6 +86,12 @@ inline void fill(float* dst, float value, int32_t n) noexcept {
     for (int32_t i = 0; i < roundUp4(n); i += kWidth) store4(dst + i, v);
 }
 
+// dst[i] += value over a work buffer.
+inline void addTo(float* dst, float value, int32_t n) noexcept {
+    const F4 v = splat4(value);
+    for (int32_t i = 0; i < roundUp4(n); i += kWidth) store4(dst + i, load4(dst + i) + v);
+}
+
 // dst[i] *= g over a work buffer.
 inline void scale(float* dst, float g, int32_t n) noexcept {
     for (int32_t i = 0; i < roundUp4(n); i += kWidth) store4(dst + i, load4(dst + i) * g);

@@ -250,8 +250,8 @@ private:
     // What control lane `lane` carries: its destination in the unit the render stages read.
     float laneValue(unsigned lane) const noexcept;
     // When the slots hold one value over the sub-block (no audio run, no slew): one
-    // accumulation, the pitch it gives, and every lane filled with its value.
-    void holdModulatedLanes(VoiceLanes& lanes, int32_t n);
+    // accumulation, the pitch it gives, and every lane given its one value.
+    void holdModulatedLanes(VoiceLanes& lanes);
     int32_t readSamples(const Call& call, VoiceLanes& lanes, int32_t n);
     // Blends from where the previous sound left off into a new wave or loop position.
     void declick(const Call& call, VoiceLanes& lanes, int32_t n);

@@ -3,6 +3,7 @@
 // lane by lane. Each sample gets the same values, added in the same order, as the sample-by-sample
 // walk gives; the walk remains for what this cannot take (a slot that feeds a modulator, a slew,
 // a glide).
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
@@ -52,9 +53,11 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
         if (const int k = modulatorOf(slot.via); k >= 0) read |= 1u << k;
     }
 
-    // The destinations of the audio and control runs, each with its values over the sub-block.
+    // The destinations of the audio and control runs. Those that an audio slot moves get their
+    // values over the sub-block; the others hold one value, the control run's sum.
     std::array<float*, kModSlots> fields{};
     std::array<int, kModSlots> accOf{};
+    std::array<bool, kModSlots> moves{};
     std::size_t fieldCount = 0;
     for (int32_t s = 0; s < n_control; ++s) {
         float* d = slots[std::size_t(s)].dest;
@@ -62,6 +65,7 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
         while (f < fieldCount && fields[f] != d) ++f;
         if (f == fieldCount) fields[fieldCount++] = d;
         accOf[std::size_t(s)] = int(f);
+        if (s < n_audio) moves[f] = true;
     }
 
     // First pass: once as the walk's first sample does, which sets the modulators' inputs that
@@ -91,41 +95,50 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
     // Second pass: the destinations, slot by slot in the walk's order: cleared, the audio run
     // added, then the control run.
     alignas(16) std::array<std::array<float, kLength>, kModSlots> acc;
-    for (std::size_t f = 0; f < fieldCount; ++f) FastMath::fill(acc[f].data(), 0.0f, made);
+    std::array<float, kModSlots> held{};
+    for (std::size_t f = 0; f < fieldCount; ++f)
+        if (moves[f]) FastMath::fill(acc[f].data(), 0.0f, made);
     // A source that holds still reads from a lane of its one value, so that every loop below
     // runs without a branch.
-    alignas(16) std::array<std::array<float, kLength>, 2> held;
+    alignas(16) std::array<std::array<float, kLength>, 2> still;
     for (int32_t s = 0; s < n_audio; ++s) {
         const ModSlot& slot = slots[std::size_t(s)];
         float* __restrict out = acc[std::size_t(accOf[std::size_t(s)])].data();
         const int ks = modulatorOf(slot.source), kv = modulatorOf(slot.via);
-        const float* __restrict src = ks >= 0 ? before[std::size_t(ks)].data() : held[0].data();
-        const float* __restrict via = kv >= 0 ? before[std::size_t(kv)].data() : held[1].data();
-        if (ks < 0) FastMath::fill(held[0].data(), *slot.source, made);
-        if (kv < 0) FastMath::fill(held[1].data(), *slot.via, made);
+        const float* __restrict src = ks >= 0 ? before[std::size_t(ks)].data() : still[0].data();
+        const float* __restrict via = kv >= 0 ? before[std::size_t(kv)].data() : still[1].data();
+        if (ks < 0) FastMath::fill(still[0].data(), *slot.source, made);
+        if (kv < 0) FastMath::fill(still[1].data(), *slot.via, made);
         const float a = slot.amount, b = slot.amount_via - slot.amount;
         for (int32_t i = 0; i < made; ++i) out[i] += src[i] * a + src[i] * via[i] * b;
     }
     for (int32_t s = n_audio; s < n_control; ++s) {
-        float* __restrict out = acc[std::size_t(accOf[std::size_t(s)])].data();
+        const auto f = std::size_t(accOf[std::size_t(s)]);
         const float value = slots[std::size_t(s)].value;
-        for (int32_t i = 0; i < made; ++i) out[i] += value;
+        if (moves[f])
+            FastMath::addTo(acc[f].data(), value, made);
+        else
+            held[f] += value;
     }
 
-    // The lanes: those no slot moves hold one value; the others take their destination's values.
-    auto accFor = [&](const float* field) -> const float* {
+    // The fields end as the walk leaves them, with the last sample's values; a lane that no audio
+    // slot moves takes its one value from them.
+    for (std::size_t f = 0; f < fieldCount; ++f) *fields[f] = moves[f] ? acc[f][std::size_t(made - 1)] : held[f];
+    auto movingValues = [&](const float* field) -> const float* {
         for (std::size_t f = 0; f < fieldCount; ++f)
-            if (fields[f] == field) return acc[f].data();
+            if (fields[f] == field) return moves[f] ? acc[f].data() : nullptr;
         return nullptr;
     };
+    lanes.moving = 0;
     for (std::size_t x = 0; x < kLaneFields; ++x) {
         const unsigned l = unsigned(VoiceLanes::kFilterFreq + x);
-        const float* values = (lane_mask & (1u << l)) ? accFor(laneFields[x]) : nullptr;
+        const float* values = movingValues(laneFields[x]);
+        float* lane = lanes.lanes[l].data();
         if (!values) {
-            FastMath::fill(lanes.lanes[l].data(), laneValue(l), made);
+            lane[0] = laneValue(l);
             continue;
         }
-        float* lane = lanes.lanes[l].data();
+        lanes.moving |= 1u << l;
         switch (l) {
         case VoiceLanes::kLoopStart:
         case VoiceLanes::kLoopEnd:
@@ -138,15 +151,14 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
             for (int32_t i = 0; i < made; ++i) lane[i] = values[i] + static_insert2;
             break;
         default:
-            for (int32_t i = 0; i < made; ++i) lane[i] = values[i];
+            std::copy_n(values, made, lane);
         }
     }
 
-    // Pitch, with the power only where it moves.
+    // Pitch, with the power only where it moves; without an audio slot on it, it holds.
     float* pitch = lanes.lane(VoiceLanes::kPitchRatio);
-    const float* pitchValues = accFor(&dest.pitch);
-    const float* rawValues = accFor(&dest.pitch_raw);
-    // Without an audio slot on it the pitch holds: every sample would find the same.
+    const float* pitchValues = movingValues(&dest.pitch);
+    const float* rawValues = movingValues(&dest.pitch_raw);
     const int32_t pitchSamples = pitchMoves ? made : 1;
     for (int32_t i = 0; i < pitchSamples; ++i) {
         const float p =
@@ -158,9 +170,6 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
         pitch[i] = pitch_ratio;
     }
     if (!pitchMoves) FastMath::fill(pitch, pitch_ratio, made);
-
-    // The fields end as the walk leaves them: with the last sample's values.
-    for (std::size_t f = 0; f < fieldCount; ++f) *fields[f] = acc[f][std::size_t(made - 1)];
     return made;
 }
 

@@ -2,6 +2,7 @@
 #include <array>
 #include <cstddef>
 
+#include "engine/FastMath.h"
 #include "engine/SincKernel.h"
 
 namespace MV {
@@ -30,6 +31,17 @@ struct VoiceLanes {
     };
 
     float* lane(Lane l) noexcept { return lanes[l].data(); }
+    bool moves(Lane l) const noexcept { return (moving >> l) & 1u; }
+    // A stage that reads `l` as an array gets its one value spread over the first `n` samples
+    // when it holds still.
+    float* spread(Lane l, int32_t n) noexcept {
+        if (!moves(l)) FastMath::fill(lanes[l].data(), lanes[l][0], n);
+        return lanes[l].data();
+    }
+
+    // The control lanes (kFilterFreq onward) that change within the sub-block, a bit for each;
+    // a lane whose bit is clear holds the value at index 0, and only that one is written.
+    uint32_t moving = 0;
 
     alignas(64) std::array<std::array<float, kLength>, kLaneCount> lanes{};
     // Two channels each: the raw voice signal, the filter output and the insert output.

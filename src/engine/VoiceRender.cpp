@@ -181,10 +181,11 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
     const uint8_t running = uint8_t(sampled | kLfo1Bit | kLfo2Bit | kSeq1Bit | kSeq2Bit | kSeq3Bit);
     // Without an audio run and outside a slew the slots give one value for the whole sub-block.
     const bool slotsHold = call.modulated && smooth_left == 0 && (n_audio == 0 || audioSlotsDormant());
+    lanes.moving = 0;
     if ((!call.modulated || slotsHold) && !gliding) {
         // Pitch and the slots hold for the whole sub-block; only the AEG may move.
         if (slotsHold) {
-            holdModulatedLanes(lanes, n);
+            holdModulatedLanes(lanes);
         } else {
             const float p = glide_pitch + dest.pitch + dest.pitch_raw;
             if (p != last_pitch) {
@@ -208,6 +209,7 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
     if (call.modulated && blockPlans) {
         if (const int32_t made = fillLanesByBlock(lanes, n, running); made >= 0) return made;
     }
+    lanes.moving = lane_mask;
     for (int32_t i = 0; i < n; ++i) {
         if (call.modulated) ModMatrix::accumulate(slots.data(), n_audio, n_control, smooth_left);
         if (glide_pitch != glide_target) {
@@ -232,10 +234,10 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
 
 
 void Voice::writeModulatedLanes(VoiceLanes& lanes, int32_t i) {
-    // A lane that no slot moves holds one value over the sub-block: filled once, not per sample.
+    // A lane that no slot moves holds one value over the sub-block: written once, not per sample.
     if (i == 0)
         for (unsigned l = VoiceLanes::kFilterFreq; l < VoiceLanes::kLaneCount; ++l)
-            if (!(lane_mask & (1u << l))) FastMath::fill(lanes.lanes[l].data(), laneValue(l), kSubBlock);
+            if (!(lane_mask & (1u << l))) lanes.lanes[l][0] = laneValue(l);
     for (unsigned m = lane_mask; m != 0; m &= m - 1) {
         const auto l = unsigned(std::countr_zero(m));
         lanes.lanes[l][std::size_t(i)] = laneValue(l);
@@ -254,15 +256,14 @@ bool Voice::audioSlotsDormant() const noexcept {
     return true;
 }
 
-void Voice::holdModulatedLanes(VoiceLanes& lanes, int32_t n) {
+void Voice::holdModulatedLanes(VoiceLanes& lanes) {
     ModMatrix::accumulate(slots.data(), n_audio, n_control, smooth_left);
     const float p = glide_pitch + dest.pitch + dest.pitch_raw;
     if (p != last_pitch) {
         pitch_ratio = std::exp2(p);
         last_pitch = p;
     }
-    for (unsigned l = VoiceLanes::kFilterFreq; l < VoiceLanes::kLaneCount; ++l)
-        FastMath::fill(lanes.lanes[l].data(), laneValue(l), n);
+    for (unsigned l = VoiceLanes::kFilterFreq; l < VoiceLanes::kLaneCount; ++l) lanes.lanes[l][0] = laneValue(l);
 }
 
 int32_t Voice::readSamples(const Call& call, VoiceLanes& lanes, int32_t n) {
@@ -282,7 +283,19 @@ int32_t Voice::readSamples(const Call& call, VoiceLanes& lanes, int32_t n) {
     job.sinc = &lanes.sinc;
     job.amp = lanes.lane(VoiceLanes::kAmp);
     job.pitchRatio = lanes.lane(VoiceLanes::kPitchRatio);
+    // Loop lanes that hold still, with no direction, fold into the loop: the walk then skips them.
     job.loopMoves = call.modulated;
+    constexpr uint32_t kLoopLanes = (1u << VoiceLanes::kLoopStart) | (1u << VoiceLanes::kLoopEnd) |
+                                    (1u << VoiceLanes::kLoopDir);
+    if (call.modulated && !(lanes.moving & kLoopLanes) && lanes.lanes[VoiceLanes::kLoopDir][0] == 0) {
+        job.loopMoves = false;
+        job.loopStart += double(lanes.lanes[VoiceLanes::kLoopStart][0]);
+        job.loopEnd += double(lanes.lanes[VoiceLanes::kLoopEnd][0]);
+    } else if (call.modulated) {
+        lanes.spread(VoiceLanes::kLoopStart, n);
+        lanes.spread(VoiceLanes::kLoopEnd, n);
+        lanes.spread(VoiceLanes::kLoopDir, n);
+    }
     job.loopStartOffset = lanes.lane(VoiceLanes::kLoopStart);
     job.loopEndOffset = lanes.lane(VoiceLanes::kLoopEnd);
     job.loopDirection = lanes.lane(VoiceLanes::kLoopDir);
@@ -330,12 +343,20 @@ void Voice::filterStage(const Call& call, VoiceLanes& lanes, float** signal, int
     float* res = lanes.lane(VoiceLanes::kFilterRes);
     float* drive = lanes.lane(VoiceLanes::kFilterDrive);
     if (!call.modulated) {
-        FastMath::fill(freq, filter.filter_freq, n);
-        FastMath::fill(res, filter.filter_res, n);
-        FastMath::fill(drive, filter.filter_drive, n);
+        freq[0] = filter.filter_freq;
+        res[0] = filter.filter_res;
+        drive[0] = filter.filter_drive;
+    }
+    constexpr uint32_t kFilterLanes = (1u << VoiceLanes::kFilterFreq) | (1u << VoiceLanes::kFilterRes) |
+                                      (1u << VoiceLanes::kFilterDrive);
+    const bool constant = !call.modulated || !(lanes.moving & kFilterLanes);
+    if (!constant) {
+        lanes.spread(VoiceLanes::kFilterFreq, n);
+        lanes.spread(VoiceLanes::kFilterRes, n);
+        lanes.spread(VoiceLanes::kFilterDrive, n);
     }
     float* out[2] = {lanes.filtered[0].data(), lanes.filtered[1].data()};
-    filter.process(freq, res, drive, !call.modulated, signal, out, channels, n, call.rateRatio);
+    filter.process(freq, res, drive, constant, signal, out, channels, n, call.rateRatio);
     signal[0] = out[0];
     if (channels == 2) signal[1] = out[1];
 }
@@ -352,6 +373,9 @@ void Voice::insertStage(const Call& call, VoiceLanes& lanes, float** signal, int
     if (!call.modulated) {
         FastMath::fill(par1, static_insert1, n);
         FastMath::fill(par2, static_insert2, n);
+    } else {
+        lanes.spread(VoiceLanes::kInsert1, n);
+        lanes.spread(VoiceLanes::kInsert2, n);
     }
     processor->process(signal, 0, n, channels, par1, par2);
 }
@@ -364,7 +388,7 @@ void Voice::groupSends(Morvek& engine, const Call& call, VoiceLanes& lanes, floa
         if (send.preFader != preFader || send.dest == kRouteNone) continue;
         const float base = send.level + static_send[s];
         mixInto(engine.routes()[send.dest], signal, channels, offset, n, base,
-                call.modulated ? lanes.lane(kSendLanes[s]) : nullptr);
+                call.modulated ? lanes.spread(kSendLanes[s], n) : nullptr);
     }
 }
 
@@ -373,9 +397,13 @@ void Voice::volumeAndPan(const Call& call, VoiceLanes& lanes, float** signal, in
     float* r = signal[1];
     if (channels == 1 && r == l) r = signal[1] = lanes.raw[1].data();
     const int32_t out = call.outChannels;
-    if (!call.modulated) {
-        const float p = clampSigned(call.panBase);
-        const float vol = clamp01(call.ampBase);
+    constexpr uint32_t kLevelLanes = (1u << VoiceLanes::kPan) | (1u << VoiceLanes::kVolume);
+    if (!call.modulated || !(lanes.moving & kLevelLanes)) {
+        // One pan and level for the sub-block: the lanes' held values, if any, on their bases.
+        const float panBase = call.modulated ? lanes.lanes[VoiceLanes::kPan][0] + call.panBase : call.panBase;
+        const float ampBase = call.modulated ? lanes.lanes[VoiceLanes::kVolume][0] + call.ampBase : call.ampBase;
+        const float p = clampSigned(panBase);
+        const float vol = clamp01(ampBase);
         const float lg = clamp01(1.0f - p) * vol, rg = clamp01(1.0f + p) * vol;
         const int32_t nv = roundUp4(n);
         if (channels == 1 && out == 2) {
@@ -395,8 +423,8 @@ void Voice::volumeAndPan(const Call& call, VoiceLanes& lanes, float** signal, in
         channels = out;
         return;
     }
-    const float* panLane = lanes.lane(VoiceLanes::kPan);
-    const float* volLane = lanes.lane(VoiceLanes::kVolume);
+    const float* panLane = lanes.spread(VoiceLanes::kPan, n);
+    const float* volLane = lanes.spread(VoiceLanes::kVolume, n);
     for (int32_t i = 0; i < roundUp4(n); i += 4) {
         const F4 p = FastMath::clampSigned(load4(panLane + i) + call.panBase);
         const F4 vol = FastMath::clamp01(load4(volLane + i) + call.ampBase);

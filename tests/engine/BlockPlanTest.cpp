@@ -23,13 +23,14 @@ struct Case {
     double lfoHz;
     uint8_t curve;                  // the AEG's velocity curve, through the group
     int32_t noteOff;                // sample of the note-off inside the second call
+    bool volumeHolds = false;       // no audio slot on the volume, while one moves the pan
 };
 
 // Renders four 256-sample calls of one modulated voice and returns both outputs.
 std::vector<float> render(const Case& c) {
     auto wave = makeWave(20000, 1, [](unsigned, uint32_t i) { return float(std::sin(i * 0.05)) * 0.5f; });
     VoiceRig rig(wave);
-    rig.setLoop(1000, 19000, ZnPlug::LoopMode::Forward);
+    rig.setLoop(200, 700, ZnPlug::LoopMode::Forward);
     Group& g = *rig.group;
     g.aeg.attack = samplesTime(c.attack);
     g.aeg.decay1 = samplesTime(c.decay);
@@ -52,10 +53,11 @@ std::vector<float> render(const Case& c) {
     };
     add(kSourceEnv1, kDestFilterFreq, 0.5f);
     add(kSourceLfo1, kDestPitch, 30.0f, kSourceAeg, 80.0f);  // a via that moves sample by sample
-    add(kSourceLfo2, kDestVolume, -0.3f, kSourceModWheel, -0.1f);
+    if (!c.volumeHolds) add(kSourceLfo2, kDestVolume, -0.3f, kSourceModWheel, -0.1f);
     add(kSourceAeg, kDestPan, 0.7f);
     add(kSourceModWheel, kDestFilterRes, 0.4f);  // a control slot beside the audio ones
-    add(kSourceModWheel, kDestVolume, 0.05f);    // and one on a destination the audio run moves
+    add(kSourceModWheel, kDestVolume, -0.2f);    // and one on a destination the audio run moves
+    add(kSourceModWheel, kDestLoopStart, 0.02f);  // a loop that a held lane moves
     auto wheel = event(0xB0, 1, 90, 0);
     rig.engine.processEvents(&wheel, 1);
     auto on = event(0x90, 60, 100, 3);
@@ -81,6 +83,7 @@ TEST(BlockPlan, GivesThePerSampleWalksSamples) {
         {1, 1, 1, 1, 0.2, 2, 0},               // one-sample segments, a note-off on the first sample
         {300, 2000, 40, 100, 7.0, 3, 255},     // many samples, a release that ends inside a block
         {5000, 20000, 80000, 3000, 1.0, 7, 17},
+        {300, 2000, 40, 100, 7.0, 3, 255, true},
     };
     for (const Case& c : cases) {
         Voice::blockPlans = false;

@@ -16,6 +16,9 @@
 namespace MV {
 
 namespace {
+using FastMath::F4;
+using FastMath::load4;
+using FastMath::store4;
 constexpr int32_t kLength = int32_t(VoiceLanes::kLength);
 constexpr std::size_t kModulators = 8;  // AEG, ENV1, ENV2, LFO1, LFO2, SEQ1, SEQ2, SEQ3
 constexpr std::size_t kLaneFields = VoiceLanes::kLaneCount - VoiceLanes::kFilterFreq;
@@ -109,8 +112,11 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
         const float* __restrict via = kv >= 0 ? before[std::size_t(kv)].data() : still[1].data();
         if (ks < 0) FastMath::fill(still[0].data(), *slot.source, made);
         if (kv < 0) FastMath::fill(still[1].data(), *slot.via, made);
-        const float a = slot.amount, b = slot.amount_via - slot.amount;
-        for (int32_t i = 0; i < made; ++i) out[i] += src[i] * a + src[i] * via[i] * b;
+        const F4 a = FastMath::splat4(slot.amount), b = FastMath::splat4(slot.amount_via - slot.amount);
+        for (int32_t i = 0; i < FastMath::roundUp4(made); i += 4) {
+            const F4 x = load4(src + i);
+            store4(out + i, load4(out + i) + (x * a + x * load4(via + i) * b));
+        }
     }
     for (int32_t s = n_audio; s < n_control; ++s) {
         const auto f = std::size_t(accOf[std::size_t(s)]);
@@ -139,20 +145,18 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
             continue;
         }
         lanes.moving |= 1u << l;
-        switch (l) {
-        case VoiceLanes::kLoopStart:
-        case VoiceLanes::kLoopEnd:
-            for (int32_t i = 0; i < made; ++i) lane[i] = values[i] * wave_rate;
-            break;
-        case VoiceLanes::kInsert1:
-            for (int32_t i = 0; i < made; ++i) lane[i] = values[i] + static_insert1;
-            break;
-        case VoiceLanes::kInsert2:
-            for (int32_t i = 0; i < made; ++i) lane[i] = values[i] + static_insert2;
-            break;
-        default:
+        // The unit each stage reads: loop offsets in the wave's frames, inserts on their bases.
+        const bool frames = l == VoiceLanes::kLoopStart || l == VoiceLanes::kLoopEnd;
+        const F4 times = FastMath::splat4(frames ? wave_rate : 1.0f);
+        const F4 plus = FastMath::splat4(l == VoiceLanes::kInsert1 ? static_insert1
+                                         : l == VoiceLanes::kInsert2 ? static_insert2
+                                                                     : 0.0f);
+        if (frames)
+            for (int32_t i = 0; i < FastMath::roundUp4(made); i += 4) store4(lane + i, load4(values + i) * times);
+        else if (l == VoiceLanes::kInsert1 || l == VoiceLanes::kInsert2)
+            for (int32_t i = 0; i < FastMath::roundUp4(made); i += 4) store4(lane + i, load4(values + i) + plus);
+        else
             std::copy_n(values, made, lane);
-        }
     }
 
     // Pitch, with the power only where it moves; without an audio slot on it, it holds.

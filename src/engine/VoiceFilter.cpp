@@ -103,28 +103,65 @@ MV_HOT_INLINE void VoiceFilter::target(const float* freqLane, const float* resLa
 template <bool Shapes>
 void VoiceFilter::designStretch(const float* freqLane, const float* resLane, const float* driveLane, int32_t m,
                                 double rateRatio, Stretch& stretch) noexcept {
-    // First the smoothing, which goes sample by sample; then the coefficients of the samples
-    // that moved it, four side by side, while the others keep those before them.
-    // The smoothing runs on copies: in the fields, every step would wait for the last one's
-    // store to memory.
+    // First the targets, then the smoothing, then the coefficients of the samples that moved it,
+    // four side by side, while the others keep those before them. The smoothing runs on copies:
+    // in the fields, every step would wait for the last one's store to memory.
     alignas(16) std::array<std::array<float, Stretch::kLength + 4>, 3> smoothed;  // F, R, D
+    std::array<std::array<float, Stretch::kLength>, 2> targets;                  // F, R
     std::array<bool, Stretch::kLength + 4> moved;
+    float* drive = stretch.set[5].data();
+    for (int32_t j = 0; j < m; ++j)
+        target(freqLane, resLane, driveLane, j, targets[0][std::size_t(j)], targets[1][std::size_t(j)], drive[j]);
+    const float* tF = targets[0].data();
+    const float* tR = targets[1].data();
+    // Types 1 to 4 take the drive as shaping, the others as gain in their coefficients.
+    auto moves = [&](int32_t j, float f, float r, float d) { return tF[j] != f || tR[j] != r || (!Shapes && drive[j] != d); };
     double freqSmooth = freq_smooth, resSmooth = res_smooth;
     float lastFreq = cached_freq, lastRes = cached_res, lastDrive = cached_drive;
-    float F, R, D;
-    for (int32_t j = 0; j < m; ++j) {
+    auto keep = [&](int32_t j) {
         const auto x = std::size_t(j);
-        target(freqLane, resLane, driveLane, j, F, R, D);
-        // Types 1 to 4 take the drive as shaping, the others as gain in their coefficients.
-        moved[x] = F != lastFreq || R != lastRes || (!Shapes && D != lastDrive);
-        if (moved[x]) {
-            freqSmooth = onePole(freqSmooth, F, freq_take, freq_keep);
-            resSmooth = onePole(resSmooth, R, res_take, res_keep);
-            lastFreq = float(freqSmooth), lastRes = float(resSmooth), lastDrive = D;
-        }
         smoothed[0][x] = lastFreq, smoothed[1][x] = lastRes, smoothed[2][x] = lastDrive;
-        stretch.set[5][x] = D;
+    };
+    auto step = [&](int32_t j) {
+        moved[std::size_t(j)] = moves(j, lastFreq, lastRes, lastDrive);
+        if (moved[std::size_t(j)]) {
+            freqSmooth = onePole(freqSmooth, tF[j], freq_take, freq_keep);
+            resSmooth = onePole(resSmooth, tR[j], res_take, res_keep);
+            lastFreq = float(freqSmooth), lastRes = float(resSmooth), lastDrive = drive[j];
+        }
+        keep(j);
+    };
+    // Four samples that all move take their four steps as sums from the group's start, so that
+    // one group waits on the last only for a multiply and an add. The sums round apart from the
+    // single steps by parts in 1e16 of the double, below what the float coefficients can show.
+    const double fk = freq_keep, fk2 = fk * fk, fk3 = fk2 * fk, fk4 = fk3 * fk;
+    const double rk = res_keep, rk2 = rk * rk, rk3 = rk2 * rk, rk4 = rk3 * rk;
+    int32_t j = 0;
+    for (; j + 4 <= m; j += 4) {
+        const double f0 = double(tF[j]) * freq_take, f1 = double(tF[j + 1]) * freq_take + fk * f0;
+        const double f2 = double(tF[j + 2]) * freq_take + fk * f1, f3 = double(tF[j + 3]) * freq_take + fk * f2;
+        const double r0 = double(tR[j]) * res_take, r1 = double(tR[j + 1]) * res_take + rk * r0;
+        const double r2 = double(tR[j + 2]) * res_take + rk * r1, r3 = double(tR[j + 3]) * res_take + rk * r2;
+        const double s0 = f0 + fk * freqSmooth, s1 = f1 + fk2 * freqSmooth, s2 = f2 + fk3 * freqSmooth,
+                     s3 = f3 + fk4 * freqSmooth;
+        const double q0 = r0 + rk * resSmooth, q1 = r1 + rk2 * resSmooth, q2 = r2 + rk3 * resSmooth,
+                     q3 = r3 + rk4 * resSmooth;
+        const FastMath::F4 F{float(s0), float(s1), float(s2), float(s3)};
+        const FastMath::F4 R{float(q0), float(q1), float(q2), float(q3)};
+        if (!(moves(j, lastFreq, lastRes, lastDrive) && moves(j + 1, F[0], R[0], drive[j]) &&
+              moves(j + 2, F[1], R[1], drive[j + 1]) && moves(j + 3, F[2], R[2], drive[j + 2]))) {
+            for (int32_t q = 0; q < 4; ++q) step(j + q);
+            continue;
+        }
+        const auto x = std::size_t(j);
+        moved[x] = moved[x + 1] = moved[x + 2] = moved[x + 3] = true;
+        FastMath::store4(&smoothed[0][x], F);
+        FastMath::store4(&smoothed[1][x], R);
+        FastMath::store4(&smoothed[2][x], FastMath::load4(drive + j));
+        lastFreq = F[3], lastRes = R[3], lastDrive = drive[j + 3];
+        freqSmooth = s3, resSmooth = q3;
     }
+    for (; j < m; ++j) step(j);
     freq_smooth = freqSmooth, res_smooth = resSmooth;
     cached_freq = lastFreq, cached_res = lastRes, cached_drive = lastDrive;
     for (auto x = std::size_t(m); x < std::size_t(FastMath::roundUp4(m)); ++x) {
@@ -134,9 +171,17 @@ void VoiceFilter::designStretch(const float* freqLane, const float* resLane, con
     Lane last{b0, b1, b2, a1, a2};
     for (std::size_t x = 0; x < std::size_t(m); x += 4) {
         Lanes4 four{};
-        if (moved[x] || moved[x + 1] || moved[x + 2] || moved[x + 3])
+        const bool all = moved[x] && moved[x + 1] && moved[x + 2] && moved[x + 3];
+        if (all || moved[x] || moved[x + 1] || moved[x + 2] || moved[x + 3])
             four = Lanes4::design(type, slope, FastMath::load4(&smoothed[0][x]), FastMath::load4(&smoothed[1][x]),
                                   FastMath::load4(&smoothed[2][x]), rateRatio);
+        if (all) {
+            FastMath::store4(&stretch.set[0][x], four.b0), FastMath::store4(&stretch.set[1][x], four.b1);
+            FastMath::store4(&stretch.set[2][x], four.b2), FastMath::store4(&stretch.set[3][x], four.a1);
+            FastMath::store4(&stretch.set[4][x], four.a2);
+            last = {four.b0[3], four.b1[3], four.b2[3], four.a1[3], four.a2[3]};
+            continue;
+        }
         for (std::size_t l = 0; l < 4 && x + l < std::size_t(m); ++l) {
             if (moved[x + l]) last = {four.b0[l], four.b1[l], four.b2[l], four.a1[l], four.a2[l]};
             stretch.set[0][x + l] = last.b0, stretch.set[1][x + l] = last.b1, stretch.set[2][x + l] = last.b2;

@@ -213,6 +213,7 @@ float* ModMatrix::destination(Voice& v, uint8_t code) noexcept {
 
 void ModMatrix::build(Morvek& engine, Voice& v, uint8_t playedKey, uint8_t soundingKey) {
     v.n_audio = v.n_control = v.n_static = 0;
+    v.block_plan.ready = false;
     v.auto_sources = 0;
     v.lane_mask = 0;
     const Group& group = *v.group;

@@ -385,6 +385,7 @@ void Voice::rebaseModulation(const Voice& from) noexcept {
         rebase(s.via);
         rebase(s.dest);
     }
+    block_plan.ready = false;
 }
 
 // ---- key release and ends ----
@@ -410,6 +411,7 @@ void Voice::kill() noexcept {
     loop_index = kNoLoop;
     release_loop_index = kNoLoop;
     n_audio = n_control = n_static = 0;
+    block_plan.ready = false;
     smooth_left = 0;
     auto_sources = 0;
     declick_left = 0;

@@ -161,6 +161,26 @@ public:
     std::array<ModSlot, kModSlots> slots{};
     ZnLib::SharedRef<FX::Insert::Processor> processor;
 
+    // What the block pass needs to know of the slots, made at its first use after they were
+    // built (VoiceBlockPlan.cpp). Whatever rebuilds or moves the slots clears `ready`.
+    struct BlockPlan {
+        static constexpr std::size_t kLaneFields = VoiceLanes::kLaneCount - VoiceLanes::kFilterFreq;
+        bool ready = false;
+        bool usable = false;      // the audio slots move only lanes and pitch
+        bool pitchMoves = false;  // an audio slot moves the pitch
+        uint8_t read = 0;         // modulators whose outputs audio slots read, AEG as bit 0
+        uint8_t fieldCount = 0;
+        std::array<float*, kModSlots> fields{};  // the destinations of the audio and control runs
+        std::array<bool, kModSlots> moves{};     // by field: an audio slot moves it
+        std::array<int8_t, kModSlots> accOf{};   // by slot: its field
+        std::array<int8_t, kModSlots> sourceOf{};  // by audio slot: the modulator it reads, or -1
+        std::array<int8_t, kModSlots> viaOf{};
+        std::array<int8_t, kLaneFields> laneField{};  // by lane from kFilterFreq: its moving field, or -1
+        int8_t pitchField = -1;
+        int8_t rawField = -1;
+    };
+    BlockPlan block_plan;
+
 private:
     struct Call;
 
@@ -237,6 +257,7 @@ private:
     // the per-sample walk's values, and the `running` modulators moved on; -1 when the slots need
     // the walk (one feeds a modulator, a slew or a glide runs).
     int32_t fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running);
+    void makeBlockPlan() noexcept;
 
 public:
     // Off, every voice takes the per-sample walk: the reference the block passes are tested

@@ -21,11 +21,13 @@ using FastMath::load4;
 using FastMath::store4;
 constexpr int32_t kLength = int32_t(VoiceLanes::kLength);
 constexpr std::size_t kModulators = 8;  // AEG, ENV1, ENV2, LFO1, LFO2, SEQ1, SEQ2, SEQ3
-constexpr std::size_t kLaneFields = VoiceLanes::kLaneCount - VoiceLanes::kFilterFreq;
+constexpr std::size_t kLaneFields = Voice::BlockPlan::kLaneFields;
 }  // namespace
 
-int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
-    if (smooth_left != 0 || glide_pitch != glide_target || n_audio == 0 || n > kLength) return -1;
+void Voice::makeBlockPlan() noexcept {
+    BlockPlan& plan = block_plan;
+    plan = {};
+    plan.ready = true;
     float* const laneFields[kLaneFields] = {&filter.filter_freq, &filter.filter_res, &filter.filter_drive,
                                            &dest.loop_start,    &dest.loop_end,      &dest.loop_dir,
                                            &dest.pan,           &dest.volume,        &dest.insert1,
@@ -33,9 +35,9 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
                                            &dest.send3};
     const float* const outputs[kModulators] = {&aeg.out,  &env1.out, &env2.out, &lfo1.out,
                                                &lfo2.out, &seq1.out, &seq2.out, &seq3.out};
-    auto modulatorOf = [&](const float* p) -> int {
+    auto modulatorOf = [&](const float* p) -> int8_t {
         for (std::size_t k = 0; k < kModulators; ++k)
-            if (p == outputs[k]) return int(k);
+            if (p == outputs[k]) return int8_t(k);
         return -1;
     };
     auto isLaneOrPitch = [&](const float* p) {
@@ -45,31 +47,45 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
         return false;
     };
 
-    // The plan: audio slots move only lanes and pitch, so the modulators never wait for them.
-    unsigned read = 0;  // modulators whose outputs audio slots read
-    bool pitchMoves = false;
+    // Audio slots must move only lanes and pitch, so that the modulators never wait for them.
     for (int32_t s = 0; s < n_audio; ++s) {
         const ModSlot& slot = slots[std::size_t(s)];
-        if (!isLaneOrPitch(slot.dest)) return -1;
-        pitchMoves = pitchMoves || slot.dest == &dest.pitch || slot.dest == &dest.pitch_raw;
-        if (const int k = modulatorOf(slot.source); k >= 0) read |= 1u << k;
-        if (const int k = modulatorOf(slot.via); k >= 0) read |= 1u << k;
+        if (!isLaneOrPitch(slot.dest)) return;
+        plan.pitchMoves = plan.pitchMoves || slot.dest == &dest.pitch || slot.dest == &dest.pitch_raw;
+        plan.sourceOf[std::size_t(s)] = modulatorOf(slot.source);
+        plan.viaOf[std::size_t(s)] = modulatorOf(slot.via);
+        for (const int8_t k : {plan.sourceOf[std::size_t(s)], plan.viaOf[std::size_t(s)]})
+            if (k >= 0) plan.read = uint8_t(plan.read | (1u << k));
     }
-
     // The destinations of the audio and control runs. Those that an audio slot moves get their
     // values over the sub-block; the others hold one value, the control run's sum.
-    std::array<float*, kModSlots> fields{};
-    std::array<int, kModSlots> accOf{};
-    std::array<bool, kModSlots> moves{};
-    std::size_t fieldCount = 0;
     for (int32_t s = 0; s < n_control; ++s) {
         float* d = slots[std::size_t(s)].dest;
         std::size_t f = 0;
-        while (f < fieldCount && fields[f] != d) ++f;
-        if (f == fieldCount) fields[fieldCount++] = d;
-        accOf[std::size_t(s)] = int(f);
-        if (s < n_audio) moves[f] = true;
+        while (f < plan.fieldCount && plan.fields[f] != d) ++f;
+        if (f == plan.fieldCount) plan.fields[plan.fieldCount++] = d;
+        plan.accOf[std::size_t(s)] = int8_t(f);
+        if (s < n_audio) plan.moves[f] = true;
     }
+    auto movingField = [&](const float* field) -> int8_t {
+        for (std::size_t f = 0; f < plan.fieldCount; ++f)
+            if (plan.fields[f] == field) return plan.moves[f] ? int8_t(f) : int8_t(-1);
+        return -1;
+    };
+    for (std::size_t x = 0; x < kLaneFields; ++x) plan.laneField[x] = movingField(laneFields[x]);
+    plan.pitchField = movingField(&dest.pitch);
+    plan.rawField = movingField(&dest.pitch_raw);
+    plan.usable = true;
+}
+
+int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
+    if (smooth_left != 0 || glide_pitch != glide_target || n_audio == 0 || n > kLength) return -1;
+    if (!block_plan.ready) makeBlockPlan();
+    const BlockPlan& plan = block_plan;
+    if (!plan.usable) return -1;
+    const unsigned read = plan.read;
+    const std::size_t fieldCount = plan.fieldCount;
+    const auto& moves = plan.moves;
 
     // First pass: once as the walk's first sample does, which sets the modulators' inputs that
     // control slots move (they hold over the sub-block). Then each modulator that audio slots
@@ -106,8 +122,8 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
     alignas(16) std::array<std::array<float, kLength>, 2> still;
     for (int32_t s = 0; s < n_audio; ++s) {
         const ModSlot& slot = slots[std::size_t(s)];
-        float* __restrict out = acc[std::size_t(accOf[std::size_t(s)])].data();
-        const int ks = modulatorOf(slot.source), kv = modulatorOf(slot.via);
+        float* __restrict out = acc[std::size_t(plan.accOf[std::size_t(s)])].data();
+        const int ks = plan.sourceOf[std::size_t(s)], kv = plan.viaOf[std::size_t(s)];
         const float* __restrict src = ks >= 0 ? before[std::size_t(ks)].data() : still[0].data();
         const float* __restrict via = kv >= 0 ? before[std::size_t(kv)].data() : still[1].data();
         if (ks < 0) FastMath::fill(still[0].data(), *slot.source, made);
@@ -119,7 +135,7 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
         }
     }
     for (int32_t s = n_audio; s < n_control; ++s) {
-        const auto f = std::size_t(accOf[std::size_t(s)]);
+        const auto f = std::size_t(plan.accOf[std::size_t(s)]);
         const float value = slots[std::size_t(s)].value;
         if (moves[f])
             FastMath::addTo(acc[f].data(), value, made);
@@ -129,21 +145,16 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
 
     // The fields end as the walk leaves them, with the last sample's values; a lane that no audio
     // slot moves takes its one value from them.
-    for (std::size_t f = 0; f < fieldCount; ++f) *fields[f] = moves[f] ? acc[f][std::size_t(made - 1)] : held[f];
-    auto movingValues = [&](const float* field) -> const float* {
-        for (std::size_t f = 0; f < fieldCount; ++f)
-            if (fields[f] == field) return moves[f] ? acc[f].data() : nullptr;
-        return nullptr;
-    };
+    for (std::size_t f = 0; f < fieldCount; ++f) *plan.fields[f] = moves[f] ? acc[f][std::size_t(made - 1)] : held[f];
     lanes.moving = 0;
     for (std::size_t x = 0; x < kLaneFields; ++x) {
         const unsigned l = unsigned(VoiceLanes::kFilterFreq + x);
-        const float* values = movingValues(laneFields[x]);
         float* lane = lanes.lanes[l].data();
-        if (!values) {
+        if (plan.laneField[x] < 0) {
             lane[0] = laneValue(l);
             continue;
         }
+        const float* values = acc[std::size_t(plan.laneField[x])].data();
         lanes.moving |= 1u << l;
         // The unit each stage reads: loop offsets in the wave's frames, inserts on their bases.
         const bool frames = l == VoiceLanes::kLoopStart || l == VoiceLanes::kLoopEnd;
@@ -161,9 +172,9 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
 
     // Pitch, with the power only where it moves; without an audio slot on it, it holds.
     float* pitch = lanes.lane(VoiceLanes::kPitchRatio);
-    const float* pitchValues = movingValues(&dest.pitch);
-    const float* rawValues = movingValues(&dest.pitch_raw);
-    const int32_t pitchSamples = pitchMoves ? made : 1;
+    const float* pitchValues = plan.pitchField >= 0 ? acc[std::size_t(plan.pitchField)].data() : nullptr;
+    const float* rawValues = plan.rawField >= 0 ? acc[std::size_t(plan.rawField)].data() : nullptr;
+    const int32_t pitchSamples = plan.pitchMoves ? made : 1;
     for (int32_t i = 0; i < pitchSamples; ++i) {
         const float p =
             glide_pitch + (pitchValues ? pitchValues[i] : dest.pitch) + (rawValues ? rawValues[i] : dest.pitch_raw);
@@ -173,7 +184,7 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
         }
         pitch[i] = pitch_ratio;
     }
-    if (!pitchMoves) FastMath::fill(pitch, pitch_ratio, made);
+    if (!plan.pitchMoves) FastMath::fill(pitch, pitch_ratio, made);
     return made;
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "engine/Exp2.h"
 #include "engine/Morvek.h"
 #include "engine/NoteSources.h"
 #include "engine/VelocityCurve.h"
@@ -312,7 +313,7 @@ void Voice::tune(Morvek& engine, const Split& split, uint8_t soundingKey, int8_t
             glide_pitch = float(previousSounding) * s / 1200.0f + groupTune + slotDetune;
         }
     }
-    pitch_ratio = std::exp2(glide_pitch);
+    pitch_ratio = Exp2::of(glide_pitch);
     last_pitch = glide_pitch;
 }
 

@@ -8,6 +8,7 @@
 #include <bit>
 #include <cmath>
 
+#include "engine/Exp2.h"
 #include "engine/FastMath.h"
 #include "engine/ModMatrix.h"
 #include "engine/Voice.h"
@@ -172,19 +173,24 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
 
     // Pitch, with the power only where it moves; without an audio slot on it, it holds.
     float* pitch = lanes.lane(VoiceLanes::kPitchRatio);
-    const float* pitchValues = plan.pitchField >= 0 ? acc[std::size_t(plan.pitchField)].data() : nullptr;
-    const float* rawValues = plan.rawField >= 0 ? acc[std::size_t(plan.rawField)].data() : nullptr;
-    const int32_t pitchSamples = plan.pitchMoves ? made : 1;
-    for (int32_t i = 0; i < pitchSamples; ++i) {
-        const float p =
-            glide_pitch + (pitchValues ? pitchValues[i] : dest.pitch) + (rawValues ? rawValues[i] : dest.pitch_raw);
+    if (!plan.pitchMoves) {
+        const float p = glide_pitch + dest.pitch + dest.pitch_raw;
         if (p != last_pitch) {
-            pitch_ratio = std::exp2(p);
+            pitch_ratio = Exp2::of(p);
             last_pitch = p;
         }
-        pitch[i] = pitch_ratio;
+        FastMath::fill(pitch, pitch_ratio, made);
+        return made;
     }
-    if (!plan.pitchMoves) FastMath::fill(pitch, pitch_ratio, made);
+    const float* pitchValues = plan.pitchField >= 0 ? acc[std::size_t(plan.pitchField)].data() : nullptr;
+    const float* rawValues = plan.rawField >= 0 ? acc[std::size_t(plan.rawField)].data() : nullptr;
+    if (!pitchValues) FastMath::fill(still[0].data(), dest.pitch, made), pitchValues = still[0].data();
+    if (!rawValues) FastMath::fill(still[1].data(), dest.pitch_raw, made), rawValues = still[1].data();
+    for (int32_t i = 0; i < made; ++i) pitch[i] = glide_pitch + pitchValues[i] + rawValues[i];
+    last_pitch = pitch[made - 1];
+    // The power is a pure function: every sample gets it, as the walk's cache would give.
+    for (int32_t i = 0; i < made; ++i) pitch[i] = Exp2::of(pitch[i]);
+    pitch_ratio = pitch[made - 1];
     return made;
 }
 

@@ -2,6 +2,7 @@
 #include <bit>
 #include <cmath>
 
+#include "engine/Exp2.h"
 #include "engine/FastMath.h"
 #include "engine/Morvek.h"
 #include "engine/Voice.h"
@@ -189,7 +190,7 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
         } else {
             const float p = glide_pitch + dest.pitch + dest.pitch_raw;
             if (p != last_pitch) {
-                pitch_ratio = std::exp2(p);
+                pitch_ratio = Exp2::of(p);
                 last_pitch = p;
             }
         }
@@ -219,7 +220,7 @@ int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
         }
         const float p = glide_pitch + dest.pitch + dest.pitch_raw;
         if (p != last_pitch) {
-            pitch_ratio = std::exp2(p);
+            pitch_ratio = Exp2::of(p);
             last_pitch = p;
         }
         stepModulators(sampled);
@@ -260,7 +261,7 @@ void Voice::holdModulatedLanes(VoiceLanes& lanes) {
     ModMatrix::accumulate(slots.data(), n_audio, n_control, smooth_left);
     const float p = glide_pitch + dest.pitch + dest.pitch_raw;
     if (p != last_pitch) {
-        pitch_ratio = std::exp2(p);
+        pitch_ratio = Exp2::of(p);
         last_pitch = p;
     }
     for (unsigned l = VoiceLanes::kFilterFreq; l < VoiceLanes::kLaneCount; ++l) lanes.lanes[l][0] = laneValue(l);

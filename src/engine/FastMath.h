@@ -86,6 +86,18 @@ inline void fill(float* dst, float value, int32_t n) noexcept {
     for (int32_t i = 0; i < roundUp4(n); i += kWidth) store4(dst + i, v);
 }
 
+// Whether the first n values all equal the first one (a NaN never does), four at a time.
+inline bool holdsStill(const float* v, int32_t n) noexcept {
+    using I4 = int32_t __attribute__((vector_size(16)));
+    const F4 first = splat4(v[0]);
+    I4 differ{};
+    int32_t i = 0;
+    for (; i + kWidth <= n; i += kWidth) differ |= load4(v + i) != first;
+    for (; i < n; ++i)
+        if (v[i] != v[0]) return false;
+    return (differ[0] | differ[1] | differ[2] | differ[3]) == 0;
+}
+
 // dst[i] += value over a work buffer.
 inline void addTo(float* dst, float value, int32_t n) noexcept {
     const F4 v = splat4(value);

@@ -156,7 +156,9 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
             continue;
         }
         const float* values = acc[std::size_t(plan.laneField[x])].data();
-        lanes.moving |= 1u << l;
+        // A source may hold still for a while, a held envelope for one: the stages then take
+        // the lane as one value.
+        if (!FastMath::holdsStill(values, made)) lanes.moving |= 1u << l;
         // The unit each stage reads: loop offsets in the wave's frames, inserts on their bases.
         const bool frames = l == VoiceLanes::kLoopStart || l == VoiceLanes::kLoopEnd;
         const F4 times = FastMath::splat4(frames ? wave_rate : 1.0f);

@@ -22,13 +22,6 @@ constexpr uint8_t kSlopes = 3;
 // Memories below this are -300 dB: nothing to hear, and soon denormal.
 constexpr float kSilentMemory = 1e-15f;
 
-// Whether all n values of a lane are the first one.
-bool holdsStill(const float* lane, int32_t n) noexcept {
-    for (int32_t i = 1; i < n; ++i)
-        if (lane[i] != lane[0]) return false;
-    return true;
-}
-
 // One step of a one-pole smoothing towards `target`, in double precision.
 MV_HOT_INLINE double onePole(double smooth, float target, double take, double keep) noexcept {
     return double(target) * take + keep * smooth;
@@ -271,7 +264,9 @@ void VoiceFilter::process(const float* freqLane, const float* resLane, const flo
                           double rateRatio) noexcept {
     if (n <= 0) return;
     // Slots that leave the filter alone give lanes of one value too: no need to design stretches.
-    if (!constant) constant = holdsStill(freqLane, n) && holdsStill(resLane, n) && holdsStill(driveLane, n);
+    if (!constant)
+        constant = FastMath::holdsStill(freqLane, n) && FastMath::holdsStill(resLane, n) &&
+                   FastMath::holdsStill(driveLane, n);
     const bool twoStages = slope == kSlope24dB;
     const bool shapes = type <= kFilterNotch;
     if (twoStages)

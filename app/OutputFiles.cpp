@@ -58,7 +58,10 @@ void OutputFiles::write(const float* const* pins, std::size_t frames) {
         f.stream->write(pins, frames);
         for (int c = 0; c < f.stream->channels(); ++c) {
             const float* s = pins[f.stream->firstPin() + c];
-            for (std::size_t i = 0; i < frames; ++i) f.peak = std::fmax(f.peak, std::fabs(s[i]));
+            for (std::size_t i = 0; i < frames; ++i) {
+                const float a = std::fabs(s[i]);
+                f.peak = a > f.peak ? a : f.peak;
+            }
         }
     }
 }

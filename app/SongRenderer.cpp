@@ -138,11 +138,15 @@ RenderSummary renderSong(MV::Morvek& engine, const MidiFile& song, const RenderO
         engine.audioCall(options.input ? inputPointers.data() : nullptr, pointers.data(), n, true, &time, true);
         if (options.afterBlock) options.afterBlock();
 
+        // Comparisons rather than fmax, which is a library call: a NaN is passed over the same.
         float blockPeak = 0;
         for (int32_t i = 0; i < n; ++i) {
             float p = 0;
-            for (int pin : pins) p = std::fmax(p, std::fabs(outputs[std::size_t(pin)][std::size_t(i)]));
-            blockPeak = std::fmax(blockPeak, p);
+            for (int pin : pins) {
+                const float a = std::fabs(outputs[std::size_t(pin)][std::size_t(i)]);
+                p = a > p ? a : p;
+            }
+            blockPeak = p > blockPeak ? p : blockPeak;
             if (p >= options.silenceLevel) lastLoud = pos + i + 1;
         }
         result.peak = std::fmax(result.peak, blockPeak);

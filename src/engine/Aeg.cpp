@@ -65,60 +65,14 @@ void Aeg::fastRelease(uint8_t& state, double rateRatio) {
     release_rate = rateRatio / (kFastReleaseSeconds * 44100.0);
 }
 
-template <bool Before>
-int32_t Aeg::runStages(uint8_t& st, float gain, float* ampOut, int32_t n, float* before) {
-    // The same products as step() makes, made once: the operands do not change in the run. The
-    // level lives in a local, and each stage runs its own loop until it ends.
-    const double time = timeScale();
-    const double scale = double(amp_mod) + amp;
-    double lv = level;
-    float o = out;
-    int32_t i = 0;
-    // Samples of one stage; `advance` moves the level and says whether the stage ended on it.
-    auto stage = [&](auto advance) {
-        while (i < n) {
-            if constexpr (Before) before[i] = o;
-            const bool ended = advance(lv);
-            o = FastMath::clamp01(float(scale * lv * lv));
-            ampOut[i++] = gain * o;
-            if (ended) return true;
-        }
-        return false;
-    };
-    while (i < n) {
-        if (st == kAttack) {
-            const double d = attackScale() * attack_rate;
-            if (stage([d](double& l) { return (l += d) >= 1.0 ? (l = 1.0, true) : false; })) st = kDecay1;
-        } else if (st == kDecay1) {
-            const double d = time * decay1_rate, floor = level1;
-            if (stage([d, floor](double& l) { return (l -= d) <= floor ? (l = floor, true) : false; })) st = kDecay2;
-        } else if (st == kDecay2) {
-            const double d = time * decay2_rate, target = sustain;
-            // The direction holds for the whole stage: arriving sets the level to the sustain.
-            const bool ended = lv < target
-                                   ? stage([d, target](double& l) { return (l += d) >= target ? (l = target, true) : false; })
-                                   : stage([d, target](double& l) { return (l -= d) <= target ? (l = target, true) : false; });
-            if (ended) st = (no_release || sustain == 0) ? kRelease : kSustain;
-        } else if (st == kRelease) {
-            const double d = time * release_rate;
-            if (stage([d](double& l) { return (l -= d) <= 0 ? (l = 0, true) : false; })) {
-                st = kIdle;
-                break;
-            }
-        } else {
-            // Sustain holds the level; idle makes its one sample and ends.
-            const bool idle = st == kIdle;
-            stage([idle](double&) { return idle; });
-            if (idle) break;
-        }
-    }
-    level = lv;
-    out = o;
-    return i;
-}
-
 int32_t Aeg::run(uint8_t& state, float gain, float* amp_out, int32_t n, float* before) {
-    return before ? runStages<true>(state, gain, amp_out, n, before) : runStages<false>(state, gain, amp_out, n, before);
+    // An idle envelope makes its one sample, as step() would.
+    Runner runner(*this, state, gain, amp_out, before);
+    int32_t i = 0;
+    while (i < n)
+        if (!runner.step(i++)) break;
+    runner.finish();
+    return i;
 }
 
 }  // namespace MV

@@ -37,6 +37,96 @@ struct Aeg {
     // a stage at a time. Fewer when the envelope ends: the count made.
     int32_t run(uint8_t& state, float gain, float* amp_out, int32_t n, float* before = nullptr);
 
+    // The AEG a sample at a time with its stage's step and end and its level in locals, for loops
+    // that run another modulator beside it: the same values as step(), and as run() over the
+    // samples given. finish() stores the level and the output.
+    class Runner {
+    public:
+        Runner(Aeg& aeg, uint8_t& state, float gain, float* ampOut, float* before) noexcept
+            : aeg_(aeg),
+              stateOut_(state),
+              amp_(ampOut),
+              before_(before),
+              level_(aeg.level),
+              scale_(double(aeg.amp_mod) + aeg.amp),
+              time_(aeg.timeScale()),
+              gain_(gain),
+              out_(aeg.out),
+              state_(state) {
+            load();
+        }
+        // Sample i, the output before it into `before` when given; false once the envelope has
+        // ended on it.
+        MV_HOT_INLINE bool step(int32_t i) noexcept {
+            if (before_) before_[i] = out_;
+            level_ += step_;
+            if (up_ ? level_ >= target_ : level_ <= target_) [[unlikely]]
+                arrive();
+            out_ = FastMath::clamp01(float(scale_ * level_ * level_));
+            amp_[i] = gain_ * out_;
+            return state_ != kIdle;
+        }
+        void finish() noexcept {
+            aeg_.level = level_;
+            aeg_.out = out_;
+            stateOut_ = state_;
+        }
+
+    private:
+        // The step and the end of the stage in `state_`, as step() makes them once a stage: a held
+        // stage steps by 0 towards infinity. A step down adds the negated step, which rounds as
+        // the subtraction does.
+        MV_HOT_INLINE void load() noexcept {
+            up_ = true;
+            step_ = 0;
+            target_ = __builtin_inf();
+            if (state_ == kAttack) {
+                step_ = aeg_.attackScale() * aeg_.attack_rate;
+                target_ = 1.0;
+            } else if (state_ == kDecay1) {
+                step_ = -(time_ * aeg_.decay1_rate);
+                target_ = aeg_.level1;
+                up_ = false;
+            } else if (state_ == kDecay2) {
+                // The direction holds for the whole stage: arriving sets the level to the sustain.
+                target_ = aeg_.sustain;
+                up_ = level_ < target_;
+                step_ = up_ ? time_ * aeg_.decay2_rate : -(time_ * aeg_.decay2_rate);
+            } else if (state_ == kRelease) {
+                step_ = -(time_ * aeg_.release_rate);
+                target_ = 0;
+                up_ = false;
+            }
+        }
+        // The stage's end: the level lands on it, and the next stage begins.
+        MV_HOT_INLINE void arrive() noexcept {
+            level_ = target_;
+            if (state_ == kAttack)
+                state_ = kDecay1;
+            else if (state_ == kDecay1)
+                state_ = kDecay2;
+            else if (state_ == kDecay2)
+                state_ = (aeg_.no_release || aeg_.sustain == 0) ? kRelease : kSustain;
+            else
+                state_ = kIdle;
+            load();
+        }
+
+        Aeg& aeg_;
+        uint8_t& stateOut_;
+        float* amp_;
+        float* before_;
+        double level_;
+        double step_ = 0;
+        double target_ = 0;
+        double scale_;
+        double time_;
+        float gain_;
+        float out_;
+        uint8_t state_;
+        bool up_ = true;
+    };
+
     // Modulation destinations.
     float attack_mod = 0;
     float time_mod = 0;
@@ -55,8 +145,6 @@ struct Aeg {
 private:
     template <typename StepOf>
     void move(uint8_t& state, StepOf stepOf);
-    template <bool Before>
-    int32_t runStages(uint8_t& state, float gain, float* amp_out, int32_t n, float* before);
     // 2^(10 x modulation), made again only when the modulation moved: most samples it holds.
     double attackScale();
     double timeScale();

@@ -57,47 +57,4 @@ void Envelope::advance(int32_t n) noexcept {
     }
 }
 
-void Envelope::tickBlock(float* before, int32_t n) noexcept {
-    // The running values in locals: in the fields, every step would wait for the last one's store.
-    const float gain = FastMath::clamp01(amp + amp_mod);
-    float o = out, lv = level, pos = seg_pos, rate = seg_rate_now, slope = seg_slope;
-    int32_t i = 0;
-    while (i < n) {
-        if (rate == 0 && holding()) {
-            // Held: once a step leaves the level where it is, every later tick gives the same.
-            for (; i < n; ++i) {
-                before[i] = o;
-                o = gain * lv * lv * lv;
-                const float next = FastMath::clamp01(lv + slope * rate);
-                if (next == lv) {
-                    for (++i; i < n; ++i) before[i] = o;
-                    break;
-                }
-                lv = next;
-            }
-            break;
-        }
-        bool ended = false;
-        while (i < n && !ended) {
-            before[i++] = o;
-            o = gain * lv * lv * lv;
-            pos += rate;
-            lv = FastMath::clamp01(lv + slope * rate);
-            ended = pos >= 1.0f;
-        }
-        if (!ended) break;
-        // The segment's end, as move() takes it.
-        if (holding()) {
-            rate = 0;
-        } else {
-            const auto next = std::size_t(segment < 0 ? 0 : segment);
-            slope = seg_delta[next];
-            rate = seg_rate[next];
-            pos = 0;
-            ++segment;
-        }
-    }
-    out = o, level = lv, seg_pos = pos, seg_rate_now = rate, seg_slope = slope;
-}
-
 }  // namespace MV

@@ -32,7 +32,13 @@ struct Envelope {
     // `n` samples at once, where nothing reads the output in between.
     void advance(int32_t n) noexcept;
     // `n` ticks while the modulation holds still, with the output before each one in `before`.
-    void tickBlock(float* before, int32_t n) noexcept;
+    // `beside(i)` runs with tick i, another modulator's step that the envelope's long wait on its
+    // clamp leaves room for; once it returns false the run ends after that sample. The count made.
+    template <class Beside>
+    int32_t tickBlock(float* before, int32_t n, Beside beside) noexcept;
+    int32_t tickBlock(float* before, int32_t n) noexcept {
+        return tickBlock(before, n, [](int32_t) { return true; });
+    }
     // At the end of its last segment: level 2 until the note off, or level 3.
     bool holding() const noexcept { return segment >= 2 && (!no_release || segment >= 3); }
     // A sample's step of position and level, without the output.
@@ -72,6 +78,54 @@ inline void Envelope::move() noexcept {
 inline void Envelope::tick() noexcept {
     out = FastMath::clamp01(amp + amp_mod) * level * level * level;
     move();
+}
+
+template <class Beside>
+int32_t Envelope::tickBlock(float* before, int32_t n, Beside beside) noexcept {
+    // The running values in locals: in the fields, every step would wait for the last one's store.
+    const float gain = FastMath::clamp01(amp + amp_mod);
+    float o = out, lv = level, pos = seg_pos, rate = seg_rate_now, slope = seg_slope;
+    int32_t i = 0;
+    bool going = true;
+    while (i < n && going) {
+        if (rate == 0 && holding()) {
+            // Held: once a step leaves the level where it is, every later tick gives the same.
+            bool settled = false;
+            while (i < n && going) {
+                before[i] = o;
+                if (!settled) {
+                    o = gain * lv * lv * lv;
+                    const float next = FastMath::clamp01(lv + slope * rate);
+                    settled = next == lv;
+                    lv = next;
+                }
+                going = beside(i++);
+            }
+            break;
+        }
+        bool ended = false;
+        while (i < n && !ended && going) {
+            before[i] = o;
+            o = gain * lv * lv * lv;
+            pos += rate;
+            lv = FastMath::clamp01(lv + slope * rate);
+            ended = pos >= 1.0f;
+            going = beside(i++);
+        }
+        if (!ended) break;
+        // The segment's end, as move() takes it.
+        if (holding()) {
+            rate = 0;
+        } else {
+            const auto next = std::size_t(segment < 0 ? 0 : segment);
+            slope = seg_delta[next];
+            rate = seg_rate[next];
+            pos = 0;
+            ++segment;
+        }
+    }
+    out = o, level = lv, seg_pos = pos, seg_rate_now = rate, seg_slope = slope;
+    return i;
 }
 
 }  // namespace MV

@@ -11,6 +11,8 @@
 namespace MV::FastMath {
 
 #define MV_HOT_INLINE [[gnu::always_inline]] inline
+// The same for a lambda, written after its parameter list.
+#define MV_HOT_INLINE_LAMBDA __attribute__((always_inline))
 
 // 2^x by a quadratic on the fraction and the exponent bits for the integer part. Only for
 // envelope time scaling, where 1e-3 of error is inaudible. The integer part is held to what a

@@ -100,11 +100,23 @@ void VoiceFilter::designStretch(const float* freqLane, const float* resLane, con
     // four side by side, while the others keep those before them. The smoothing runs on copies:
     // in the fields, every step would wait for the last one's store to memory.
     alignas(16) std::array<std::array<float, Stretch::kLength + 4>, 3> smoothed;  // F, R, D
-    std::array<std::array<float, Stretch::kLength>, 2> targets;                  // F, R
+    alignas(16) std::array<std::array<float, Stretch::kLength>, 2> targets;      // F, R
     std::array<bool, Stretch::kLength + 4> moved;
     float* drive = stretch.set[5].data();
-    for (int32_t j = 0; j < m; ++j)
-        target(freqLane, resLane, driveLane, j, targets[0][std::size_t(j)], targets[1][std::size_t(j)], drive[j]);
+    {
+        // target() four at a time: the lanes and the stretch hold whole vectors.
+        using FastMath::F4;
+        const F4 baseF = FastMath::splat4(base_freq), baseR = FastMath::splat4(base_res);
+        const F4 baseD = FastMath::splat4(base_drive);
+        const F4 lowest = FastMath::splat4(kLowestFreq), highest = FastMath::splat4(kHighestFreq);
+        for (int32_t j = 0; j < m; j += 4) {
+            const F4 f = baseF + FastMath::load4(freqLane + j);
+            // As std::clamp: the low bound below it, the high one above, else the value (a NaN too).
+            FastMath::store4(&targets[0][std::size_t(j)], f < lowest ? lowest : (highest < f ? highest : f));
+            FastMath::store4(&targets[1][std::size_t(j)], FastMath::clamp01(baseR + FastMath::load4(resLane + j)));
+            FastMath::store4(drive + j, baseD + FastMath::load4(driveLane + j));
+        }
+    }
     const float* tF = targets[0].data();
     const float* tR = targets[1].data();
     // Types 1 to 4 take the drive as shaping, the others as gain in their coefficients.

@@ -43,6 +43,8 @@ struct Envelope {
     bool holding() const noexcept { return segment >= 2 && (!no_release || segment >= 3); }
     // A sample's step of position and level, without the output.
     void move() noexcept;
+    // At the end of a segment: the next one's slope, rate and position, or a hold.
+    void endSegment(float& slope, float& rate, float& pos) noexcept;
 
     // Modulation destination.
     float amp_mod = 0;
@@ -62,16 +64,18 @@ struct Envelope {
 inline void Envelope::move() noexcept {
     seg_pos += seg_rate_now;
     level = FastMath::clamp01(level + seg_slope * seg_rate_now);
-    if (seg_pos >= 1.0f) {
-        if (holding()) {
-            seg_rate_now = 0;
-        } else {
-            const auto next = std::size_t(segment < 0 ? 0 : segment);
-            seg_slope = seg_delta[next];
-            seg_rate_now = seg_rate[next];
-            seg_pos = 0;
-            ++segment;
-        }
+    if (seg_pos >= 1.0f) endSegment(seg_slope, seg_rate_now, seg_pos);
+}
+
+MV_HOT_INLINE void Envelope::endSegment(float& slope, float& rate, float& pos) noexcept {
+    if (holding()) {
+        rate = 0;
+    } else {
+        const auto next = std::size_t(segment < 0 ? 0 : segment);
+        slope = seg_delta[next];
+        rate = seg_rate[next];
+        pos = 0;
+        ++segment;
     }
 }
 
@@ -113,16 +117,7 @@ int32_t Envelope::tickBlock(float* before, int32_t n, Beside beside) noexcept {
             going = beside(i++);
         }
         if (!ended) break;
-        // The segment's end, as move() takes it.
-        if (holding()) {
-            rate = 0;
-        } else {
-            const auto next = std::size_t(segment < 0 ? 0 : segment);
-            slope = seg_delta[next];
-            rate = seg_rate[next];
-            pos = 0;
-            ++segment;
-        }
+        endSegment(slope, rate, pos);
     }
     out = o, level = lv, seg_pos = pos, seg_rate_now = rate, seg_slope = slope;
     return i;

@@ -91,6 +91,9 @@ void probeStart(void* user, const xmlChar* localName, const xmlChar*, const xmlC
 void ignoreError(void*, xmlErrorPtr) {}
 
 RootProbe probeRoot(std::span<const uint8_t> document, const std::string& name) {
+    // Every parse starts here. libxml2 sets up its globals on first use, and two threads on their
+    // first documents at once would both do it: the schema cache does it once, before any call.
+    Schemas::instance();
     QuietErrors quiet;
     xmlSAXHandler sax{};
     sax.initialized = XML_SAX2_MAGIC;

@@ -143,6 +143,12 @@ void Group::placeSplit(const Split& split) {
         }
     splits.push_back(split);
     sortSplits();
+    // Of the splits at or below the low key only the last can ever play: it holds the low key.
+    // The ones before it go, so that raising the first to the low key leaves no two splits on
+    // one key, which a saved document could not bring back.
+    std::size_t holder = 0;
+    while (holder + 1 < splits.size() && splits[holder + 1].key <= range.lowKey) ++holder;
+    splits.erase(splits.begin(), splits.begin() + std::ptrdiff_t(holder));
     splits.front().key = range.lowKey;
 }
 

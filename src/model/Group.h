@@ -55,7 +55,8 @@ public:
     // not applied.
     void shift(int keyOffset, int velocityOffset);
 
-    // Replaces the split at the same key, or sorts the new one in. A lone empty split goes first.
+    // Replaces the split at the same key, or sorts the new one in; the first split then starts at
+    // the low key, and splits below it that could never play go. A lone empty split goes first.
     void addSplit(const Split& split);
     // The same without dropping a lone empty split: for lists read whole, where an empty split is
     // one the user left so.

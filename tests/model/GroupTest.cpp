@@ -163,6 +163,15 @@ TEST(Group, RemovingSplits) {
     EXPECT_EQ(g.splits.size(), 3u);
     EXPECT_EQ(g.splits[1].wave(), a.get());
 
+    // Below the low key only the last split can play: the one it shadows goes, rather than
+    // sharing key 36 with it (a document could not carry both).
+    g.addSplit(splitAt(20, b));
+    g.addSplit(splitAt(30, a));
+    EXPECT_EQ(keysOf(g), std::vector<int>({36, 48, 60}));
+    EXPECT_EQ(g.splits[0].wave(), a.get());
+    g.addSplit(splitAt(36, b));  // the low key itself: replaced in place
+    EXPECT_EQ(g.splits[0].wave(), b.get());
+
     g.removeSplit(59);  // the split that holds 59
     EXPECT_EQ(keysOf(g), std::vector<int>({36, 60}));
     g.removeSplit(40);  // the first: its successor moves down to the low key

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "TriggerFixture.h"
+#include "engine/OutputMeter.h"
 
 using namespace MV;
 using namespace MV::Test;
@@ -203,6 +206,17 @@ TEST(Morvek, OutputBusesKeepStereoPairsOnTheFirstEightPins) {
     ZnPlug::BusInfo in{"in", 0, 1, 1};
     engine.addBus(D::Input, in);
     EXPECT_EQ(engine.pin(D::Input, 0).bus->pins, 2);
+}
+
+TEST(OutputMeter, PeakIsTheLargestMagnitudeWhereverItFallsAndPassesOverNaN) {
+    for (int at = 0; at < 11; ++at) {
+        float samples[11] = {0.25f, -0.5f};
+        samples[7] = std::numeric_limits<float>::quiet_NaN();
+        samples[at] = -0.75f;
+        OutputMeter meter;
+        meter.update(samples, 11, 44100.0);
+        EXPECT_EQ(meter.peak, 0.75f) << at;
+    }
 }
 
 TEST(Morvek, SilentEngineClearsOutputsAndMetersFollowThem) {

@@ -118,4 +118,12 @@ void appendUtf8(std::string& out, uint32_t cp) {
     }
 }
 
+std::size_t utf8Fit(std::string_view s, std::size_t maxBytes) {
+    if (s.size() <= maxBytes) return s.size();
+    // A sequence has at most three bytes after its first; text that is not UTF-8 is cut as bytes.
+    std::size_t n = maxBytes;
+    for (int back = 0; back < 3 && n > 0 && (uint8_t(s[n]) & 0xC0) == 0x80; ++back) --n;
+    return (uint8_t(s[n]) & 0xC0) == 0x80 ? maxBytes : n;
+}
+
 }  // namespace ZnLib::Text

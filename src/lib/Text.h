@@ -19,5 +19,8 @@ bool iequals(std::string_view a, std::string_view b);
 std::string_view trim(std::string_view s);
 // Appends code point `cp` (at most 0x10FFFF) to `out` as UTF-8.
 void appendUtf8(std::string& out, uint32_t cp);
+// How much of `s` fits in `maxBytes` without cutting a UTF-8 sequence in two: a cut inside a
+// character moves back to its first byte.
+std::size_t utf8Fit(std::string_view s, std::size_t maxBytes);
 
 }  // namespace ZnLib::Text

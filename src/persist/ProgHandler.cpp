@@ -32,9 +32,6 @@ constexpr uint16_t kInsertedSources = 64;
 constexpr int kMaxSeqLength = 128;
 constexpr int kMaxWaveFine = 99;
 
-// The name of a loop: the first nine characters of its narrow form.
-std::string loopName(const std::string& text) { return text.substr(0, 9); }
-
 }  // namespace
 
 void ProgHandler::element(int code, int parentCode, const Attributes& attributes) {
@@ -168,7 +165,7 @@ void ProgHandler::readLoop(const XmlAttributeReader& r) {
     if (start < 0 || start >= end || uint32_t(end) > wave_->frames())
         throw std::out_of_range("Bad loop bounds or crossfade size");
     const std::string* name = r.text("name");
-    wave_->loops.emplace_back(uint32_t(start), uint32_t(end), mode, name ? loopName(*name) : std::string());
+    wave_->loops.emplace_back(uint32_t(start), uint32_t(end), mode, name ? *name : std::string());
 }
 
 void ProgHandler::readMatrix(const XmlAttributeReader& r) {

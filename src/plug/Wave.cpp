@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "lib/Text.h"
 #include "plug/RiffReader.h"
 #include "plug/WaveReader.h"
 #include "plug/WaveWriter.h"
@@ -16,8 +17,7 @@ constexpr std::size_t kLoopBytes = 24;
 
 void Loop::setName(const std::string& n) {
     name.fill('\0');
-    std::size_t len = std::min(n.size(), name.size() - 1);
-    std::copy_n(n.data(), len, name.data());
+    std::copy_n(n.data(), ZnLib::Text::utf8Fit(n, name.size() - 1), name.data());
 }
 
 const Loop& Loop::none() {

@@ -57,11 +57,11 @@ struct Loop {
     uint32_t start = 0;
     uint32_t end = 0;  // one past the last frame
     LoopMode mode = LoopMode::None;
-    std::array<char, 10> name{};  // at most nine characters and a terminating zero
+    std::array<char, 10> name{};  // at most nine bytes of UTF-8 and a terminating zero
 
     Loop() = default;
     Loop(uint32_t s, uint32_t e, LoopMode m, const std::string& n = "") : start(s), end(e), mode(m) { setName(n); }
-    // Longer text is cut at nine characters.
+    // Longer text is cut at nine bytes, before a character that would not fit whole.
     void setName(const std::string& n);
     std::string nameText() const { return std::string(name.data()); }
     bool isSlice() const noexcept { return mode == LoopMode::Slice || mode == LoopMode::PinnedSlice; }

@@ -177,3 +177,13 @@ TEST(Text, NumbersIgnoreTheProcessLocale) {
     EXPECT_TRUE(Text::iequals("kHz", "KHZ"));
     EXPECT_EQ(Text::format("%s", std::string(300, 'x').c_str()).size(), 300u);
 }
+
+TEST(Text, CutsFitWholeCharacters) {
+    using ZnLib::Text::utf8Fit;
+    const std::string name = "lo\xE9\xA1\xAF\xE9\xA2\x98\xC3\xA9";  // "lo", two CJK characters, "é": 10 bytes
+    EXPECT_EQ(utf8Fit(name, 9), 8u);   // "é" would not fit whole
+    EXPECT_EQ(utf8Fit(name, 6), 5u);   // nor the second CJK character
+    EXPECT_EQ(utf8Fit(name, 10), 10u);
+    EXPECT_EQ(utf8Fit("abcdefghijk", 9), 9u);
+    EXPECT_EQ(utf8Fit("ab\x80\x80\x80\x80\x80", 6), 6u);  // not UTF-8: cut as bytes
+}

@@ -212,20 +212,3 @@ TEST(SoundItems, CopyNamesCountFromTwoOnTheStem) {
     EXPECT_EQ(copyName("x (y)", items), "x (y) (2)");
     EXPECT_EQ(copyName(" (4)", items), " (2)");  // empty stem
 }
-
-TEST(SoundItems, MemoryEstimates) {
-    Performance perf("ab");
-    perf.setFile(ZnLib::FS::File("/p", 1, 1));
-    perf.addSlot(makeRef<ProgramSlot>());
-    EXPECT_EQ(perf.memUsage(), (70u + 2 + 2) * 2 + 128);
-
-    Program program("abc");
-    auto group = makeRef<Group>("g");
-    program.addGroup(group);
-    EXPECT_EQ(group->memUsage(), (1u + 8) * 2 + 788);
-    EXPECT_EQ(program.memUsage(), (0u + 60 + 2 + 3) * 2 + group->memUsage());
-
-    WaveMatrix matrix("m");
-    matrix.addColumn(64);
-    EXPECT_EQ(matrix.memUsage(), 2u + (0 + (2 * 1 + 4) * 6 + 1) * 2 + 1);
-}

@@ -204,7 +204,7 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
     for (int32_t i = 0; i < made; ++i) pitch[i] = glide_pitch + pitchValues[i] + rawValues[i];
     last_pitch = pitch[made - 1];
     // The power is a pure function: every sample gets it, as the walk's cache would give.
-    for (int32_t i = 0; i < made; ++i) pitch[i] = Exp2::of(pitch[i]);
+    Exp2::ofLane(pitch, made);
     pitch_ratio = pitch[made - 1];
     return made;
 }

@@ -59,6 +59,7 @@ MV_HOT_INLINE void sinCosHalfTurn(double x, double& s, double& c) noexcept {
 }
 
 using F4 = float __attribute__((vector_size(16)));
+using U4 = uint32_t __attribute__((vector_size(16)));
 constexpr int kWidth = 4;
 
 MV_HOT_INLINE F4 load4(const float* p) noexcept {
@@ -68,8 +69,12 @@ MV_HOT_INLINE F4 load4(const float* p) noexcept {
 }
 MV_HOT_INLINE void store4(float* p, F4 v) noexcept { std::memcpy(p, &v, sizeof v); }
 MV_HOT_INLINE F4 splat4(float x) noexcept { return F4{x, x, x, x}; }
+// The low 24 bits of each lane as a float, exactly: a signed conversion suffices below 2^24.
+MV_HOT_INLINE F4 fraction24(U4 v) noexcept {
+    using I4 = int32_t __attribute__((vector_size(16)));
+    return __builtin_convertvector(I4(v & 0xFFFFFFu), F4);
+}
 MV_HOT_INLINE F4 abs4(F4 v) noexcept {
-    using U4 = uint32_t __attribute__((vector_size(16)));
     U4 bits;
     std::memcpy(&bits, &v, sizeof bits);
     bits &= 0x7FFFFFFFu;

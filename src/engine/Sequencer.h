@@ -33,10 +33,21 @@ struct Sequencer : LfoCore {
         const float f = float(at & 0xFFFFFFu) * kFraction;
         return float(values[i]) * kStepScale * (1.0f - f) + float(values[(i + 1) & kLastPoint]) * kStepScale * f;
     }
+    // valueAt() at four phases.
+    FastMath::F4 valuesAt(FastMath::U4 at) const noexcept {
+        const FastMath::U4 i = at >> 24u, next = (i + 1u) & kLastPoint;
+        const FastMath::F4 f = FastMath::fraction24(at) * kFraction;
+        const FastMath::F4 here{float(values[i[0]]), float(values[i[1]]), float(values[i[2]]), float(values[i[3]])};
+        const FastMath::F4 there{float(values[next[0]]), float(values[next[1]]), float(values[next[2]]),
+                                 float(values[next[3]])};
+        return here * kStepScale * (1.0f - f) + there * kStepScale * f;
+    }
     float value() const noexcept { return valueAt(phase); }
     void tick() noexcept { tickWith(value()); }
     void tickBlock(float* before, int32_t n) noexcept {
-        LfoCore::tickBlock(before, n, [this](uint32_t at) { return valueAt(at); });
+        LfoCore::tickBlock(
+            before, n, [this](uint32_t at) { return valueAt(at); },
+            [this](FastMath::U4 at) MV_HOT_INLINE_LAMBDA { return valuesAt(at); });
     }
     void advance(int32_t n) noexcept {
         for (int32_t left = skip(n); left > 0; --left) tick();

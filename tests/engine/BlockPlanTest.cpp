@@ -1,5 +1,5 @@
 // The block passes of the modulated lanes against the per-sample walk: the same samples, bit for
-// bit, over envelopes of every length, AEG curves, vias, control slots, note-offs and voices that
+// bit, over envelopes of every length, AEG curves, LFO fades, sequencers, vias, control slots, note-offs and voices that
 // end inside a block.
 #include <gtest/gtest.h>
 
@@ -43,6 +43,10 @@ std::vector<float> render(const Case& c) {
     g.env1 = {1.0f, 0.0f, 1.0f, 0.3f, -0.2f, samplesTime(c.env1Time), samplesTime(c.env1Time), samplesTime(c.env1Time)};
     g.lfo1.rate = float(ZnPlug::RateLaw::fromHz(c.lfoHz));
     g.lfo2.rate = float(ZnPlug::RateLaw::fromHz(c.lfoHz * 0.37));
+    g.lfo2.fadein = samplesTime(c.release);  // a fade that ends inside a block, or none
+    g.seq1.rate = float(ZnPlug::RateLaw::fromHz(c.lfoHz * 3.1));
+    g.seq1.values = {100, -60, 25, -100, 0, 77, -13, 50};
+    g.seq1.smooth = c.curve % 2 == 1;
     auto add = [&](uint16_t source, uint8_t destination, float amount, uint16_t via = kSourceNone,
                    float amountVia = 0) {
         ModulationEntry& e = g.addModulation(source);
@@ -55,6 +59,7 @@ std::vector<float> render(const Case& c) {
     add(kSourceLfo1, kDestPitch, 30.0f, kSourceAeg, 80.0f);  // a via that moves sample by sample
     if (!c.volumeHolds) add(kSourceLfo2, kDestVolume, -0.3f, kSourceModWheel, -0.1f);
     add(kSourceAeg, kDestPan, 0.7f);
+    add(kSourceSeq1, kDestPan, 0.2f);
     add(kSourceModWheel, kDestFilterRes, 0.4f);  // a control slot beside the audio ones
     add(kSourceModWheel, kDestVolume, -0.2f);    // and one on a destination the audio run moves
     add(kSourceModWheel, kDestLoopStart, 0.02f);  // a loop that a held lane moves

@@ -68,11 +68,9 @@ void Aeg::fastRelease(uint8_t& state, double rateRatio) {
 int32_t Aeg::run(uint8_t& state, float gain, float* amp_out, int32_t n, float* before) {
     // An idle envelope makes its one sample, as step() would.
     Runner runner(*this, state, gain, amp_out, before);
-    int32_t i = 0;
-    while (i < n)
-        if (!runner.step(i++)) break;
+    const int32_t made = runner.run(0, n);
     runner.finish();
-    return i;
+    return made;
 }
 
 }  // namespace MV

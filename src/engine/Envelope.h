@@ -1,4 +1,5 @@
 #pragma once
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -33,11 +34,13 @@ struct Envelope {
     void advance(int32_t n) noexcept;
     // `n` ticks while the modulation holds still, with the output before each one in `before`.
     // `beside(i)` runs with tick i, another modulator's step that the envelope's long wait on its
-    // clamp leaves room for; once it returns false the run ends after that sample. The count made.
-    template <class Beside>
-    int32_t tickBlock(float* before, int32_t n, Beside beside) noexcept;
+    // clamp leaves room for; once it returns false the run ends after that sample. Once the level
+    // holds, `besideRun(i, n)` takes the remaining samples at once and returns where it stopped,
+    // as the steps would. The count made.
+    template <class Beside, class BesideRun>
+    int32_t tickBlock(float* before, int32_t n, Beside beside, BesideRun besideRun) noexcept;
     int32_t tickBlock(float* before, int32_t n) noexcept {
-        return tickBlock(before, n, [](int32_t) { return true; });
+        return tickBlock(before, n, [](int32_t) { return true; }, [](int32_t, int32_t to) { return to; });
     }
     // At the end of its last segment: level 2 until the note off, or level 3.
     bool holding() const noexcept { return segment >= 2 && (!no_release || segment >= 3); }
@@ -84,8 +87,8 @@ inline void Envelope::tick() noexcept {
     move();
 }
 
-template <class Beside>
-int32_t Envelope::tickBlock(float* before, int32_t n, Beside beside) noexcept {
+template <class Beside, class BesideRun>
+int32_t Envelope::tickBlock(float* before, int32_t n, Beside beside, BesideRun besideRun) noexcept {
     // The running values in locals: in the fields, every step would wait for the last one's store.
     const float gain = FastMath::clamp01(amp + amp_mod);
     float o = out, lv = level, pos = seg_pos, rate = seg_rate_now, slope = seg_slope;
@@ -95,15 +98,18 @@ int32_t Envelope::tickBlock(float* before, int32_t n, Beside beside) noexcept {
         if (rate == 0 && holding()) {
             // Held: once a step leaves the level where it is, every later tick gives the same.
             bool settled = false;
-            while (i < n && going) {
+            while (i < n && going && !settled) {
                 before[i] = o;
-                if (!settled) {
-                    o = gain * lv * lv * lv;
-                    const float next = FastMath::clamp01(lv + slope * rate);
-                    settled = next == lv;
-                    lv = next;
-                }
+                o = gain * lv * lv * lv;
+                const float next = FastMath::clamp01(lv + slope * rate);
+                settled = next == lv;
+                lv = next;
                 going = beside(i++);
+            }
+            if (i < n && going) {
+                const int32_t end = besideRun(i, n);
+                std::fill(before + i, before + end, o);
+                i = end;
             }
             break;
         }

@@ -102,8 +102,10 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
     int32_t made;
     if (beside) {
         Aeg::Runner runner(aeg, state, static_gain, amp, aegBefore);
-        made = beside->tickBlock(before[beside == &env1 ? 1 : 2].data(), n,
-                                 [&runner](int32_t i) MV_HOT_INLINE_LAMBDA { return runner.step(i); });
+        made = beside->tickBlock(
+            before[beside == &env1 ? 1 : 2].data(), n,
+            [&runner](int32_t i) MV_HOT_INLINE_LAMBDA { return runner.step(i); },
+            [&runner](int32_t from, int32_t to) { return runner.run(from, to); });
         runner.finish();
     } else {
         made = aeg.run(state, static_gain, amp, n, aegBefore);

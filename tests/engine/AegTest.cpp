@@ -153,34 +153,39 @@ TEST(Aeg, FastPow2IsExactAtWholeNumbersAndCloseBetween) {
 }
 
 TEST(Aeg, ARunMakesWhatSingleStepsMakeAndStopsWhereTheEnvelopeEnds) {
-    AEG params;
-    params.attack = float(TimeLaw::fromMs(3.0));
-    params.decay1 = float(TimeLaw::fromMs(2.0));
-    params.level1 = 0.5f;
-    params.decay2 = float(TimeLaw::fromMs(4.0));
-    params.sustain = 0.0f;  // releases by itself after the decays
-    params.release = float(TimeLaw::fromMs(5.0));
-    Aeg stepped, run;
-    stepped.setup(params, 1.0, kPlayNormal);
-    stepped.attack_mod = -0.05f;
-    stepped.time_mod = 0.03f;
-    stepped.amp_mod = 0.1f;
-    run = stepped;
-    uint8_t a = 0, b = 0;
-    stepped.start(a);
-    run.start(b);
-    std::vector<float> expected, made(64);
-    int32_t total = 0;
-    while (true) {
-        const int32_t n = run.run(b, 0.7f, made.data(), 64);
-        for (int32_t i = 0; i < n; ++i) {
-            stepped.step(a);
-            ASSERT_EQ(made[std::size_t(i)], 0.7f * stepped.out) << "sample " << total + i;
+    // Short stages, and long ones whose levels cross many binades in even steps.
+    for (const double ms : {1.0, 150.0}) {
+        AEG params;
+        params.attack = float(TimeLaw::fromMs(3.0 * ms));
+        params.decay1 = float(TimeLaw::fromMs(2.0 * ms));
+        params.level1 = 0.5f;
+        params.decay2 = float(TimeLaw::fromMs(4.0 * ms));
+        params.sustain = 0.0f;  // releases by itself after the decays
+        params.release = float(TimeLaw::fromMs(5.0 * ms));
+        Aeg stepped, run;
+        stepped.setup(params, 1.0, kPlayNormal);
+        stepped.attack_mod = -0.05f;
+        stepped.time_mod = 0.03f;
+        stepped.amp_mod = 0.1f;
+        run = stepped;
+        uint8_t a = 0, b = 0;
+        stepped.start(a);
+        run.start(b);
+        std::vector<float> made(64), before(64);
+        int32_t total = 0;
+        while (true) {
+            const int32_t n = run.run(b, 0.7f, made.data(), 64, before.data());
+            for (int32_t i = 0; i < n; ++i) {
+                ASSERT_EQ(before[std::size_t(i)], stepped.out) << "sample " << total + i;
+                stepped.step(a);
+                ASSERT_EQ(made[std::size_t(i)], 0.7f * stepped.out) << "sample " << total + i;
+            }
+            ASSERT_EQ(a, b);
+            ASSERT_EQ(run.level, stepped.level);
+            total += n;
+            if (n < 64) break;
         }
-        ASSERT_EQ(a, b);
-        total += n;
-        if (n < 64) break;
+        EXPECT_EQ(b, Aeg::kIdle);
+        EXPECT_GT(total, 132 * ms);  // longer than the attack alone
     }
-    EXPECT_EQ(b, Aeg::kIdle);
-    EXPECT_GT(total, 132);  // longer than the attack alone
 }

@@ -142,17 +142,20 @@ struct Aeg {
         // k samples, a multiple of 4, on the even steps that evenSteps() found.
         int32_t runEven(int32_t i, int32_t k) noexcept {
             const double each = (level_ + step_) - level_;
+            // Level j + 1 is the start plus j + 1 steps; every sum is exact on the grid, so the
+            // levels may as well move on by four steps at a time.
             const __m128d scale = _mm_set1_pd(scale_), base = _mm_set1_pd(level_), step = _mm_set1_pd(each);
-            for (int32_t j = 0; j < k; j += 4) {
-                // Level j + 1 is the start plus j + 1 steps, as one exact product and sum.
-                const __m128d lo = _mm_add_pd(base, _mm_mul_pd(_mm_set_pd(j + 2, j + 1), step));
-                const __m128d hi = _mm_add_pd(base, _mm_mul_pd(_mm_set_pd(j + 4, j + 3), step));
+            const __m128d four = _mm_set1_pd(4 * each);
+            __m128d lo = _mm_add_pd(base, _mm_mul_pd(_mm_set_pd(2, 1), step));
+            __m128d hi = _mm_add_pd(base, _mm_mul_pd(_mm_set_pd(4, 3), step));
+            const float gain = gain_;
+            for (int32_t j = 0; j < k; j += 4, lo = _mm_add_pd(lo, four), hi = _mm_add_pd(hi, four)) {
                 const __m128 squares = _mm_movelh_ps(_mm_cvtpd_ps(_mm_mul_pd(_mm_mul_pd(scale, lo), lo)),
                                                      _mm_cvtpd_ps(_mm_mul_pd(_mm_mul_pd(scale, hi), hi)));
                 FastMath::F4 outs;
                 std::memcpy(&outs, &squares, sizeof outs);
                 outs = FastMath::clamp01(outs);
-                FastMath::store4(amp_ + i + j, outs * gain_);
+                FastMath::store4(amp_ + i + j, outs * gain);
                 if (before_) FastMath::store4(before_ + i + j, FastMath::F4{out_, outs[0], outs[1], outs[2]});
                 out_ = outs[3];
             }

@@ -57,7 +57,8 @@ struct LfoCore {
         }
     }
     // `n` ticks while the modulation holds still, with the output before each one in `before`;
-    // `valueAt` reads the table at a phase, `valuesAt` at four. The running values stay in locals
+    // `valueAt` reads the table at a phase, `valuesAt` at four (and whether they span less than a
+    // point). The running values stay in locals
     // meanwhile.
     template <class ValueAt, class ValuesAt>
     void tickBlock(float* before, int32_t n, ValueAt valueAt, ValuesAt valuesAt) noexcept {
@@ -87,9 +88,11 @@ struct LfoCore {
             using U4 = FastMath::U4;
             U4 at = U4{ph, ph + inc, ph + 2 * inc, ph + 3 * inc};
             const uint32_t inc4 = 4 * inc;
+            // Four phases that span less than a point and begin and end on the same one share it.
+            const bool near = uint64_t(inc) * 3 < (uint64_t(1) << 24);
             before[i] = o;
             for (; i + 4 < n; i += 4) {
-                FastMath::store4(before + i + 1, valuesAt(at) * gain * f * f);
+                FastMath::store4(before + i + 1, valuesAt(at, near) * gain * f * f);
                 at += inc4;
             }
             o = before[i];
@@ -132,10 +135,12 @@ struct Lfo : LfoCore {
         const float f = float(at & 0xFFFFFFu) * kFraction;
         return (1.0f - f) * table[i] + f * table[(i + 1) & kLastPoint];
     }
-    // valueAt() at four phases.
-    FastMath::F4 valuesAt(FastMath::U4 at) const noexcept {
+    // valueAt() at four phases; `near` when the four lie within one point's span.
+    FastMath::F4 valuesAt(FastMath::U4 at, bool near) const noexcept {
         const FastMath::U4 i = at >> 24u, next = (i + 1u) & kLastPoint;
         const FastMath::F4 f = FastMath::fraction24(at) * kFraction;
+        // A slow LFO stays on one point for many samples: then two reads serve all four.
+        if (near && i[0] == i[3]) return (1.0f - f) * table[i[0]] + f * table[next[0]];
         const FastMath::F4 here{table[i[0]], table[i[1]], table[i[2]], table[i[3]]};
         const FastMath::F4 there{table[next[0]], table[next[1]], table[next[2]], table[next[3]]};
         return (1.0f - f) * here + f * there;
@@ -145,7 +150,7 @@ struct Lfo : LfoCore {
     void tickBlock(float* before, int32_t n) noexcept {
         LfoCore::tickBlock(
             before, n, [this](uint32_t at) { return valueAt(at); },
-            [this](FastMath::U4 at) MV_HOT_INLINE_LAMBDA { return valuesAt(at); });
+            [this](FastMath::U4 at, bool near) MV_HOT_INLINE_LAMBDA { return valuesAt(at, near); });
     }
     void advance(int32_t n) noexcept {
         for (int32_t left = skip(n); left > 0; --left) tick();

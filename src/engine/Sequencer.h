@@ -33,10 +33,13 @@ struct Sequencer : LfoCore {
         const float f = float(at & 0xFFFFFFu) * kFraction;
         return float(values[i]) * kStepScale * (1.0f - f) + float(values[(i + 1) & kLastPoint]) * kStepScale * f;
     }
-    // valueAt() at four phases.
-    FastMath::F4 valuesAt(FastMath::U4 at) const noexcept {
+    // valueAt() at four phases; `near` when the four lie within one point's span.
+    FastMath::F4 valuesAt(FastMath::U4 at, bool near) const noexcept {
         const FastMath::U4 i = at >> 24u, next = (i + 1u) & kLastPoint;
         const FastMath::F4 f = FastMath::fraction24(at) * kFraction;
+        // A slow sequencer stays on one cell for many samples: then two reads serve all four.
+        if (near && i[0] == i[3])
+            return float(values[i[0]]) * kStepScale * (1.0f - f) + float(values[next[0]]) * kStepScale * f;
         const FastMath::F4 here{float(values[i[0]]), float(values[i[1]]), float(values[i[2]]), float(values[i[3]])};
         const FastMath::F4 there{float(values[next[0]]), float(values[next[1]]), float(values[next[2]]),
                                  float(values[next[3]])};
@@ -47,7 +50,7 @@ struct Sequencer : LfoCore {
     void tickBlock(float* before, int32_t n) noexcept {
         LfoCore::tickBlock(
             before, n, [this](uint32_t at) { return valueAt(at); },
-            [this](FastMath::U4 at) MV_HOT_INLINE_LAMBDA { return valuesAt(at); });
+            [this](FastMath::U4 at, bool near) MV_HOT_INLINE_LAMBDA { return valuesAt(at, near); });
     }
     void advance(int32_t n) noexcept {
         for (int32_t left = skip(n); left > 0; --left) tick();

@@ -88,7 +88,7 @@ TEST(BlockPlan, GivesThePerSampleWalksSamples) {
         {1, 1, 1, 1, 0.2, 2, 0},               // one-sample segments, a note-off on the first sample
         {300, 2000, 40, 100, 7.0, 3, 255},     // many samples, a release that ends inside a block
         {5000, 20000, 80000, 3000, 1.0, 7, 17},
-        {300, 2000, 40, 100, 7.0, 3, 255, true},
+        {300, 2000, 40, 100, 450.0, 3, 255, true},  // LFOs at audio rates
     };
     for (const Case& c : cases) {
         Voice::blockPlans = false;

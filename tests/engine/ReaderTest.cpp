@@ -197,3 +197,33 @@ TEST(Reader, SilentReaderWalksLikeTheOthers) {
     EXPECT_TRUE(silent.job.ended);
     for (int i = 0; i < 70; ++i) ASSERT_EQ(silent.out0[std::size_t(i)], 0.0f);
 }
+
+TEST(Reader, FourAtATimeReadsWhatTheWalkReads) {
+    // Loop lanes of zeros take the sample-by-sample walk; without them Draft and Hermite read four
+    // positions at once. Both must give the same bits, counts and positions at moving pitches.
+    auto wave = makeWave(300, 2, [](unsigned c, uint32_t i) { return float(std::sin(i * (c ? 0.31 : 0.17))); });
+    for (int32_t interpolation : {1, 2})
+        for (int32_t type : {0, 1, 4}) {
+            std::vector<float> outs[2][2];
+            double positions[2];
+            int32_t made[2];
+            for (bool moves : {false, true}) {
+                Reading r(*wave, interpolation, 255);
+                r.job.loopType = type;
+                r.job.loopStart = 40.25;
+                r.job.loopEnd = 171.5;
+                r.job.position = type == 0 ? 120.3 : 3.3;  // every walk meets its end or its loop
+                r.job.loopMoves = moves;
+                for (std::size_t i = 0; i < r.pitch.size(); ++i) r.pitch[i] = 0.6f + 0.5f * float(i % 7) / 7.0f;
+                for (std::size_t i = 0; i < r.amp.size(); ++i) r.amp[i] = 1.0f - float(i) / 512.0f;
+                made[moves] = r.run();
+                outs[moves][0].assign(r.out0.begin(), r.out0.begin() + made[moves]);
+                outs[moves][1].assign(r.out1.begin(), r.out1.begin() + made[moves]);
+                positions[moves] = r.job.position;
+            }
+            EXPECT_EQ(made[0], made[1]) << interpolation << " " << type;
+            EXPECT_EQ(outs[0][0], outs[1][0]) << interpolation << " " << type;
+            EXPECT_EQ(outs[0][1], outs[1][1]) << interpolation << " " << type;
+            EXPECT_EQ(positions[0], positions[1]) << interpolation << " " << type;
+        }
+}

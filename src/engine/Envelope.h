@@ -1,5 +1,4 @@
 #pragma once
-#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -108,8 +107,9 @@ int32_t Envelope::tickBlock(float* before, int32_t n, Beside beside, BesideRun b
             }
             if (i < n && going) {
                 const int32_t end = besideRun(i, n);
-                std::fill(before + i, before + end, o);
-                i = end;
+                const FastMath::F4 held = FastMath::splat4(o);
+                for (; i + 4 <= end; i += 4) FastMath::store4(before + i, held);
+                for (; i < end; ++i) before[i] = o;
             }
             break;
         }

@@ -203,7 +203,9 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
     const float* rawValues = plan.rawField >= 0 ? acc[std::size_t(plan.rawField)].data() : nullptr;
     if (!pitchValues) FastMath::fill(still[0].data(), dest.pitch, made), pitchValues = still[0].data();
     if (!rawValues) FastMath::fill(still[1].data(), dest.pitch_raw, made), rawValues = still[1].data();
-    for (int32_t i = 0; i < made; ++i) pitch[i] = glide_pitch + pitchValues[i] + rawValues[i];
+    const F4 glide = FastMath::splat4(glide_pitch);
+    for (int32_t i = 0; i < FastMath::roundUp4(made); i += 4)
+        store4(pitch + i, glide + load4(pitchValues + i) + load4(rawValues + i));
     last_pitch = pitch[made - 1];
     // The power is a pure function: every sample gets it, as the walk's cache would give.
     Exp2::ofLane(pitch, made);

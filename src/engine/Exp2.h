@@ -2,7 +2,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <emmintrin.h>
 
 #include "engine/FastMath.h"
 
@@ -33,36 +32,9 @@ MV_HOT_INLINE float of(float x) noexcept {
     return float(y * s);
 }
 
-// of() over a work buffer in place, two values side by side in double: the same operations in
-// the same order, so every value is the same bits. A pair with a value outside the table's range
-// takes of() one by one.
-inline void ofLane(float* values, int32_t n) noexcept {
-    constexpr double kShift = 0x1.8p+52 / 32;
-    const __m128d shift = _mm_set1_pd(kShift), c0 = _mm_set1_pd(0x1.c6af84b912394p-5);
-    const __m128d c1 = _mm_set1_pd(0x1.ebfce50fac4f3p-3), c2 = _mm_set1_pd(0x1.62e42ff0c52d6p-1);
-    const __m128d one = _mm_set1_pd(1.0), limit = _mm_set1_pd(128.0);
-    const __m128d noSign = _mm_castsi128_pd(_mm_set1_epi64x(0x7FFFFFFFFFFFFFFF));
-    int32_t i = 0;
-    for (; i + 2 <= n; i += 2) {
-        const __m128d xd = _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(values + i))));
-        if (_mm_movemask_pd(_mm_cmplt_pd(_mm_and_pd(xd, noSign), limit)) != 3) {
-            values[i] = of(values[i]);
-            values[i + 1] = of(values[i + 1]);
-            continue;
-        }
-        __m128d kd = _mm_add_pd(xd, shift);
-        const __m128i ki = _mm_castpd_si128(kd);
-        kd = _mm_sub_pd(kd, shift);
-        const __m128d r = _mm_sub_pd(xd, kd);
-        const auto k0 = uint64_t(_mm_cvtsi128_si64(ki)), k1 = uint64_t(_mm_cvtsi128_si64(_mm_unpackhi_epi64(ki, ki)));
-        const __m128i t = _mm_add_epi64(_mm_set_epi64x(int64_t(kTable[k1 % 32]), int64_t(kTable[k0 % 32])),
-                                        _mm_slli_epi64(ki, 47));
-        const __m128d z = _mm_add_pd(_mm_mul_pd(c0, r), c1);
-        const __m128d y = _mm_add_pd(_mm_mul_pd(z, _mm_mul_pd(r, r)), _mm_add_pd(_mm_mul_pd(c2, r), one));
-        const __m128 f = _mm_cvtpd_ps(_mm_mul_pd(y, _mm_castsi128_pd(t)));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(values + i), _mm_castps_si128(f));
-    }
-    for (; i < n; ++i) values[i] = of(values[i]);
-}
+// of() over a work buffer in place, several values side by side in double: the same operations
+// in the same order, so every value is the same bits. `wide` lets it use AVX2 where the processor
+// has it; tests compare both paths.
+void ofLane(float* values, int32_t n, bool wide = true) noexcept;
 
 }  // namespace MV::Exp2

@@ -20,10 +20,13 @@ TEST(Exp2, GivesTheLibraryValueOnEveryStepOfTheRange) {
     for (uint32_t bits = 0; bits < std::bit_cast<uint32_t>(130.0f); bits += 1009) {
         batch.push_back(bits % 2 ? std::bit_cast<float>(bits) : -std::bit_cast<float>(bits));
         if (batch.size() < 255) continue;
-        std::vector<float> lane = batch;
-        MV::Exp2::ofLane(lane.data(), int32_t(lane.size()));
-        for (std::size_t i = 0; i < lane.size(); ++i)
-            ASSERT_EQ(std::bit_cast<uint32_t>(lane[i]), std::bit_cast<uint32_t>(MV::Exp2::of(batch[i]))) << batch[i];
+        for (const bool wide : {false, true}) {
+            std::vector<float> lane = batch;
+            MV::Exp2::ofLane(lane.data(), int32_t(lane.size()), wide);
+            for (std::size_t i = 0; i < lane.size(); ++i)
+                ASSERT_EQ(std::bit_cast<uint32_t>(lane[i]), std::bit_cast<uint32_t>(MV::Exp2::of(batch[i])))
+                    << batch[i] << (wide ? " wide" : "");
+        }
         batch.clear();
     }
     EXPECT_EQ(MV::Exp2::of(128.0f), std::numeric_limits<float>::infinity());

@@ -40,9 +40,8 @@ struct Aeg {
     // a stage at a time. Fewer when the envelope ends: the count made.
     int32_t run(uint8_t& state, float gain, float* amp_out, int32_t n, float* before = nullptr);
 
-    // The AEG a sample at a time with its stage's step and end and its level in locals, for loops
-    // that run another modulator beside it: the same values as step(), and as run() over the
-    // samples given. finish() stores the level and the output.
+    // The AEG with its stage's step and end and its level in locals: the same values as step(),
+    // sample by sample or in stretches. finish() stores the level and the output.
     class Runner {
     public:
         Runner(Aeg& aeg, uint8_t& state, float gain, float* ampOut, float* before) noexcept

@@ -31,22 +31,17 @@ struct Envelope {
     void tick() noexcept;
     // `n` samples at once, where nothing reads the output in between.
     void advance(int32_t n) noexcept;
-    // `n` ticks while the modulation holds still, with the output before each one in `before`.
-    // `beside(i)` runs with tick i, another modulator's step that the envelope's long wait on its
-    // clamp leaves room for; once it returns false the run ends after that sample. Once the level
-    // holds, `besideRun(i, n)` takes the remaining samples at once and returns where it stopped,
-    // as the steps would. The count made.
-    template <class Beside, class BesideRun>
-    int32_t tickBlock(float* before, int32_t n, Beside beside, BesideRun besideRun) noexcept;
-    int32_t tickBlock(float* before, int32_t n) noexcept {
-        return tickBlock(before, n, [](int32_t) { return true; }, [](int32_t, int32_t to) { return to; });
-    }
+    // `n` ticks while the modulation holds still, with the output before each one in `before`:
+    // the same values as `n` ticks.
+    void tickBlock(float* before, int32_t n) noexcept;
     // At the end of its last segment: level 2 until the note off, or level 3.
     bool holding() const noexcept { return segment >= 2 && (!no_release || segment >= 3); }
     // A sample's step of position and level, without the output.
     void move() noexcept;
     // At the end of a segment: the next one's slope, rate and position, or a hold.
     void endSegment(float& slope, float& rate, float& pos) noexcept;
+    // The ticks of a moving segment from sample `i` on, until it ends (true) or `n`.
+    bool runSegment(float* before, int32_t& i, int32_t n, float gain, float& o, float& lv, float& pos) const noexcept;
 
     // Modulation destination.
     float amp_mod = 0;
@@ -84,49 +79,6 @@ MV_HOT_INLINE void Envelope::endSegment(float& slope, float& rate, float& pos) n
 inline void Envelope::tick() noexcept {
     out = FastMath::clamp01(amp + amp_mod) * level * level * level;
     move();
-}
-
-template <class Beside, class BesideRun>
-int32_t Envelope::tickBlock(float* before, int32_t n, Beside beside, BesideRun besideRun) noexcept {
-    // The running values in locals: in the fields, every step would wait for the last one's store.
-    const float gain = FastMath::clamp01(amp + amp_mod);
-    float o = out, lv = level, pos = seg_pos, rate = seg_rate_now, slope = seg_slope;
-    int32_t i = 0;
-    bool going = true;
-    while (i < n && going) {
-        if (rate == 0 && holding()) {
-            // Held: once a step leaves the level where it is, every later tick gives the same.
-            bool settled = false;
-            while (i < n && going && !settled) {
-                before[i] = o;
-                o = gain * lv * lv * lv;
-                const float next = FastMath::clamp01(lv + slope * rate);
-                settled = next == lv;
-                lv = next;
-                going = beside(i++);
-            }
-            if (i < n && going) {
-                const int32_t end = besideRun(i, n);
-                const FastMath::F4 held = FastMath::splat4(o);
-                for (; i + 4 <= end; i += 4) FastMath::store4(before + i, held);
-                for (; i < end; ++i) before[i] = o;
-            }
-            break;
-        }
-        bool ended = false;
-        while (i < n && !ended && going) {
-            before[i] = o;
-            o = gain * lv * lv * lv;
-            pos += rate;
-            lv = FastMath::clamp01(lv + slope * rate);
-            ended = pos >= 1.0f;
-            going = beside(i++);
-        }
-        if (!ended) break;
-        endSegment(slope, rate, pos);
-    }
-    out = o, level = lv, seg_pos = pos, seg_rate_now = rate, seg_slope = slope;
-    return i;
 }
 
 }  // namespace MV

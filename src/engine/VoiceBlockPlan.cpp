@@ -95,23 +95,8 @@ int32_t Voice::fillLanesByBlock(VoiceLanes& lanes, int32_t n, uint8_t running) {
     ModMatrix::accumulate(slots.data(), n_audio, n_control, smooth_left);
     alignas(16) std::array<std::array<float, kLength>, kModulators> before;
     float* amp = lanes.lane(VoiceLanes::kAmp);
-    // An envelope that slots read takes the AEG's steps into its own loop: its level waits on
-    // its clamp long enough to hide them.
-    float* aegBefore = (read & 1u) ? before[0].data() : nullptr;
-    Envelope* beside = (read & 2u) ? &env1 : (read & 4u) ? &env2 : nullptr;
-    int32_t made;
-    if (beside) {
-        Aeg::Runner runner(aeg, state, static_gain, amp, aegBefore);
-        made = beside->tickBlock(
-            before[beside == &env1 ? 1 : 2].data(), n,
-            [&runner](int32_t i) MV_HOT_INLINE_LAMBDA { return runner.step(i); },
-            [&runner](int32_t from, int32_t to) { return runner.run(from, to); });
-        runner.finish();
-    } else {
-        made = aeg.run(state, static_gain, amp, n, aegBefore);
-    }
-    const unsigned ran = beside == &env1 ? 2u : beside == &env2 ? 4u : 0u;
-    for (unsigned m = read & ~1u & ~ran; m != 0; m &= m - 1) {
+    const int32_t made = aeg.run(state, static_gain, amp, n, (read & 1u) ? before[0].data() : nullptr);
+    for (unsigned m = read & ~1u; m != 0; m &= m - 1) {
         const auto k = std::size_t(std::countr_zero(m));
         float* b = before[k].data();
         switch (k) {

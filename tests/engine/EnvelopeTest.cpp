@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <tuple>
+#include <vector>
 
 #include "VoiceFixture.h"
 #include "engine/Envelope.h"
@@ -157,4 +158,40 @@ TEST(Envelope, NoteOffReleasesFromTheCurrentLevelUnlessTheGroupPlaysOneshot) {
     // The level is not snapped at a segment's end: it may go one step past.
     oneshot.host.run(200);
     EXPECT_NEAR(w->env1.level, 0.25f, 3e-3f);
+}
+
+TEST(Envelope, ABlockGivesWhatTicksGiveOverLongSegments) {
+    // Segments of thousands of samples, where a block predicts its levels and checks them: up,
+    // down, across zero and one (clamped), slow and fast, released part way; blocks of odd sizes.
+    const Env shapes[] = {
+        envelope(0, 1, 0.3f, 0, samplesTime(5000), samplesTime(9000), samplesTime(20000)),
+        envelope(-1, 1, -0.4f, 0.7f, samplesTime(3000), samplesTime(700), samplesTime(4000)),
+        envelope(0.2f, 0.21f, 1, -1, samplesTime(60000), samplesTime(300), samplesTime(90)),
+        envelope(1, 0, 0.5f, 1, samplesTime(1), samplesTime(12345), samplesTime(2)),
+    };
+    const int32_t sizes[] = {256, 37, 1, 200, 255, 4};
+    for (const Env& shape : shapes) {
+        Envelope ticked, blocked;
+        ticked.setup(shape, 1.0, kPlayNormal);
+        ticked.amp_mod = -0.1f;
+        ticked.start();
+        blocked = ticked;
+        std::vector<float> before(256);
+        for (int call = 0; call < 400; ++call) {
+            if (call == 150) {
+                ticked.release(shape.level3);
+                blocked.release(shape.level3);
+            }
+            const int32_t n = sizes[call % std::size(sizes)];
+            blocked.tickBlock(before.data(), n);
+            for (int32_t i = 0; i < n; ++i) {
+                ASSERT_EQ(before[std::size_t(i)], ticked.out) << "call " << call << " sample " << i;
+                ticked.tick();
+            }
+            ASSERT_EQ(blocked.level, ticked.level) << "call " << call;
+            ASSERT_EQ(blocked.out, ticked.out) << "call " << call;
+            ASSERT_EQ(blocked.segment, ticked.segment) << "call " << call;
+            ASSERT_EQ(blocked.seg_pos, ticked.seg_pos) << "call " << call;
+        }
+    }
 }

@@ -198,12 +198,24 @@ void Morvek::process(const float* const* inputs, float* const* outputs, int32_t 
 }
 
 void Morvek::renderVoices(int32_t offset, int32_t n) {
+    // Voices render two by two, in pool order, so that their filters can share a pass.
+    Voice* waiting = nullptr;
     for (int v = 0; v < pool_end_; ++v) {
         Voice& voice = voices_[std::size_t(v)];
         if (voice.idle()) continue;
         if (automation_moved_ > 0 && voice.readsAutomation()) voice.smooth_left = 256;
-        voice.render(*this, offset, n);
+        if (!Voice::pairs) {
+            voice.render(*this, offset, n);
+            continue;
+        }
+        if (!waiting) {
+            waiting = &voice;
+            continue;
+        }
+        Voice::renderPair(*this, *waiting, voice, offset, n);
+        waiting = nullptr;
     }
+    if (waiting) waiting->render(*this, offset, n);
     automation_moved_ = 0;
     ZnPlug::ProcessContext& ctx = context();
     ctx.sample_pos += n;

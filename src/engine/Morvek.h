@@ -185,8 +185,9 @@ public:
     int32_t randomState() const noexcept { return rng_state_; }
     float automationDefault(int index) const noexcept { return automationDefaults_[std::size_t(index)]; }
 
-    // The lanes of the voice that is rendering.
+    // The lanes of the voice that is rendering, and of the second of a pair.
     VoiceLanes& lanes() noexcept { return lanes_; }
+    VoiceLanes& pairLanes() noexcept { return pair_lanes_; }
     InsertPool& insertPool() noexcept { return inserts_; }
     // [ui-thread] [main-lock] Ready processors for the inserts the bank's groups use; after a
     // change of inserts, rate or block size.
@@ -243,6 +244,7 @@ private:
     Settings store_;
     EngineSettings settings_;
     VoiceLanes lanes_;
+    VoiceLanes pair_lanes_;
     InsertPool inserts_;
     // REX loops are offered while the handler lives: as long as the plug-in.
     std::shared_ptr<ZnPlug::WaveFormatHandler> rex_;

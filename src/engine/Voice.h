@@ -76,6 +76,9 @@ public:
                uint8_t key, uint8_t velocity, int8_t detune, uint32_t noteNumber, bool probe);
     // [audio-thread] [main-lock] Adds `count` samples into the engine's routes from `offset`.
     void render(Morvek& engine, int32_t offset, int32_t count);
+    // [audio-thread] [main-lock] render() of `a` and then of `b`, with the same samples in the
+    // routes, but sub-block by sub-block side by side so that their filters can share a pass.
+    static void renderPair(Morvek& engine, Voice& a, Voice& b, int32_t offset, int32_t count);
     // [audio-thread] [main-lock] The key went up and no pedal holds the voice: the envelope
     // releases (unless the group plays "Oneshot" or "Release"), and the wave takes its release
     // loop.
@@ -248,6 +251,16 @@ private:
     // One sub-block: lanes, wave, declick, filter, insert, sends, volume and pan, slot sends and
     // pan, output. Returns the samples made (fewer when the voice ended).
     int32_t renderBlock(Morvek& engine, const Call& call, int32_t offset, int32_t n, bool last);
+    // What a render call reads once; false when nothing renders (offset and count may move on
+    // past a start delay). endRender() marks a voice that went idle.
+    bool beginRender(Morvek& engine, int32_t& offset, int32_t& count, Call& call);
+    void endRender() noexcept;
+    // A sub-block's stages before the filter (the samples made) and after it.
+    int32_t renderFront(const Call& call, VoiceLanes& lanes, int32_t n, bool last);
+    void renderBack(Morvek& engine, const Call& call, VoiceLanes& lanes, float** signal, int32_t channels,
+                    int32_t offset, int32_t made);
+    // The filter runs one stage on coefficients that hold through the sub-block.
+    bool filterHolds(const Call& call, VoiceLanes& lanes) const noexcept;
     // The per-sample control part: glide, pitch ratio, modulators, lanes. Stops after the sample
     // at which the envelope went idle.
     int32_t fillLanes(VoiceLanes& lanes, const Call& call, int32_t n);
@@ -263,6 +276,9 @@ public:
     // Off, every voice takes the per-sample walk: the reference the block passes are tested
     // against. [ui-thread], while no audio runs.
     static inline bool blockPlans = true;
+    // Off, voices render one by one: the reference pairs are tested against. [ui-thread], while
+    // no audio runs.
+    static inline bool pairs = true;
 
 private:
     // One sample of the AEG and of the `sampled` modulators, in the order AEG, ENV1, ENV2, LFO1,

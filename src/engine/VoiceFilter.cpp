@@ -6,6 +6,7 @@
 #include "engine/FastMath.h"
 #include "engine/FilterCoefficients.h"
 #include "model/GroupSoundParams.h"
+#include "model/Names.h"
 
 namespace MV {
 
@@ -288,6 +289,65 @@ void VoiceFilter::process(const float* freqLane, const float* resLane, const flo
         shapes ? run<1, true>(freqLane, resLane, driveLane, constant, in, out, channels, n, rateRatio)
                : run<1, false>(freqLane, resLane, driveLane, constant, in, out, channels, n, rateRatio);
     flushMemories();
+}
+
+bool VoiceFilter::holdsOneStage(float freq, float res, float drive) const noexcept {
+    if (type == kFilterOff || slope == kSlope24dB) return false;
+    float F, R, D;
+    target(&freq, &res, &drive, 0, F, R, D);
+    const bool shapes = type <= kFilterNotch;
+    return F == cached_freq && R == cached_res && (shapes ? D == 0 : D == cached_drive);
+}
+
+template <bool Two>
+void VoiceFilter::runHeld(VoiceFilter& a, const float* const* inA, float* const* outA, int32_t channelsA,
+                          VoiceFilter* b, const float* const* inB, float* const* outB, int32_t channelsB,
+                          int32_t from, int32_t to) noexcept {
+    using FastMath::F4;
+    // Lanes 0 and 1 are a's channels, 2 and 3 b's; each lane runs run()'s operations on its own.
+    const VoiceFilter& k = Two ? *b : a;
+    const F4 c0{a.b0, a.b0, k.b0, k.b0}, c1{a.b1, a.b1, k.b1, k.b1}, c2{a.b2, a.b2, k.b2, k.b2};
+    const F4 d1{a.a1, a.a1, k.a1, k.a1}, d2{a.a2, a.a2, k.a2, k.a2};
+    auto memoryOf = [&](float Memory::*field) {
+        const float other0 = Two ? b->memory[0][0].*field : 0.0f, other1 = Two ? b->memory[1][0].*field : 0.0f;
+        return F4{a.memory[0][0].*field, a.memory[1][0].*field, other0, other1};
+    };
+    F4 x1 = memoryOf(&Memory::x1), x2 = memoryOf(&Memory::x2), y1 = memoryOf(&Memory::y1), y2 = memoryOf(&Memory::y2);
+    const float* a0 = inA[0];
+    const float* a1 = inA[channelsA - 1];
+    float* dstA0 = outA[0];
+    float* dstA1 = outA[channelsA - 1];
+    const bool stereoA = channelsA == 2;
+    const float* b0 = Two ? inB[0] : nullptr;
+    const float* b1 = Two ? inB[channelsB - 1] : nullptr;
+    float* dstB0 = Two ? outB[0] : nullptr;
+    float* dstB1 = Two ? outB[channelsB - 1] : nullptr;
+    const bool stereoB = channelsB == 2;
+    for (int32_t i = from; i < to; ++i) {
+        const F4 x = Two ? F4{a0[i], a1[i], b0[i], b1[i]} : F4{a0[i], a1[i], 0, 0};
+        const F4 y = c0 * x + c1 * x1 + c2 * x2 - d2 * y2 - d1 * y1;
+        x2 = x1, x1 = x, y2 = y1, y1 = y;
+        dstA0[i] = y[0];
+        if (stereoA) dstA1[i] = y[1];
+        if constexpr (Two) {
+            dstB0[i] = y[2];
+            if (stereoB) dstB1[i] = y[3];
+        }
+    }
+    for (std::size_t ch = 0; ch < 2; ++ch) a.memory[ch][0] = {x1[ch], x2[ch], y1[ch], y2[ch]};
+    if constexpr (Two)
+        for (std::size_t ch = 0; ch < 2; ++ch) b->memory[ch][0] = {x1[ch + 2], x2[ch + 2], y1[ch + 2], y2[ch + 2]};
+}
+
+void VoiceFilter::processPair(VoiceFilter& a, const float* const* inA, float* const* outA, int32_t channelsA,
+                              int32_t nA, VoiceFilter& b, const float* const* inB, float* const* outB,
+                              int32_t channelsB, int32_t nB) noexcept {
+    const int32_t both = std::min(nA, nB);
+    runHeld<true>(a, inA, outA, channelsA, &b, inB, outB, channelsB, 0, both);
+    if (nA > both) runHeld<false>(a, inA, outA, channelsA, nullptr, nullptr, nullptr, 0, both, nA);
+    if (nB > both) runHeld<false>(b, inB, outB, channelsB, nullptr, nullptr, nullptr, 0, both, nB);
+    if (nA > 0) a.flushMemories();
+    if (nB > 0) b.flushMemories();
 }
 
 void VoiceFilter::flushMemories() noexcept {

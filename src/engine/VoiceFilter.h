@@ -32,6 +32,15 @@ struct VoiceFilter {
     void process(const float* freqLane, const float* resLane, const float* driveLane, bool constant,
                  const float* const* in, float* const* out, int32_t channels, int32_t n, double rateRatio) noexcept;
 
+    // Whether process() over lanes of these single values would only run one biquad stage on
+    // coefficients that hold: the smoothing has arrived and there is nothing to shape.
+    bool holdsOneStage(float freq, float res, float drive) const noexcept;
+    // process() of two filters that hold, `nA` and `nB` samples: the same samples, with one
+    // vector carrying both channels of both while both run.
+    static void processPair(VoiceFilter& a, const float* const* inA, float* const* outA, int32_t channelsA, int32_t nA,
+                            VoiceFilter& b, const float* const* inB, float* const* outB, int32_t channelsB,
+                            int32_t nB) noexcept;
+
     // sin and cos of w by the polynomials the product has always used: close on 0..pi/2,
     // increasingly off towards pi.
     static float polySin(float w) noexcept;
@@ -86,6 +95,12 @@ private:
     template <int Stages, bool Shapes>
     void run(const float* freqLane, const float* resLane, const float* driveLane, bool constant,
              const float* const* in, float* const* out, int32_t channels, int32_t n, double rateRatio) noexcept;
+    // Samples `from` to `to` of process()'s one-stage loop on held coefficients, for `a` and,
+    // when given, `b` beside it.
+    template <bool Two>
+    static void runHeld(VoiceFilter& a, const float* const* inA, float* const* outA, int32_t channelsA,
+                        VoiceFilter* b, const float* const* inB, float* const* outB, int32_t channelsB, int32_t from,
+                        int32_t to) noexcept;
     // Memories that have decayed to nothing audible are set to 0 before they turn denormal.
     void flushMemories() noexcept;
 };

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <tuple>
 
 #include "engine/Exp2.h"
 #include "engine/FastMath.h"
@@ -77,20 +78,91 @@ struct Voice::Call {
 };
 
 void Voice::render(Morvek& engine, int32_t offset, int32_t count) {
-    if (state == kIdle) {
-        flags = uint8_t((flags & 0xF8) | kDead);
+    Call call;
+    if (!beginRender(engine, offset, count, call)) return;
+    while (count > 0) {
+        const int32_t n = std::min(kSubBlock, count);
+        count -= n;
+        offset += renderBlock(engine, call, offset, n, count == 0);
+        if (state == kIdle) break;
+    }
+    endRender();
+}
+
+void Voice::renderPair(Morvek& engine, Voice& a, Voice& b, int32_t offset, int32_t count) {
+    Call callA, callB;
+    int32_t offsetA = offset, countA = count, offsetB = offset, countB = count;
+    const bool goA = a.beginRender(engine, offsetA, countA, callA);
+    const bool goB = b.beginRender(engine, offsetB, countB, callB);
+    // Sub-blocks side by side need the same start and length; else one after the other.
+    if (!goA || !goB || offsetA != offsetB || countA != countB) {
+        for (auto [v, call, at, left, go] : {std::tuple{&a, &callA, offsetA, countA, goA},
+                                             std::tuple{&b, &callB, offsetB, countB, goB}}) {
+            if (!go) continue;
+            while (left > 0) {
+                const int32_t n = std::min(kSubBlock, left);
+                left -= n;
+                at += v->renderBlock(engine, *call, at, n, left == 0);
+                if (v->state == kIdle) break;
+            }
+            v->endRender();
+        }
         return;
     }
+    // Each voice's sub-blocks run as they would alone, and a's output of each reaches the routes
+    // before b's, as when a renders first: only the filters share a pass.
+    VoiceLanes& lanesA = engine.lanes();
+    VoiceLanes& lanesB = engine.pairLanes();
+    bool onA = true, onB = true;
+    while (countA > 0 && (onA || onB)) {
+        const int32_t n = std::min(kSubBlock, countA);
+        countA -= n;
+        const bool last = countA == 0;
+        const int32_t madeA = onA ? a.renderFront(callA, lanesA, n, last) : 0;
+        const int32_t madeB = onB ? b.renderFront(callB, lanesB, n, last) : 0;
+        float* signalA[2] = {lanesA.raw[0].data(), lanesA.raw[1].data()};
+        float* signalB[2] = {lanesB.raw[0].data(), lanesB.raw[1].data()};
+        int32_t channelsA = callA.waveChannels, channelsB = callB.waveChannels;
+        if (madeA > 0 && madeB > 0 && a.filterHolds(callA, lanesA) && b.filterHolds(callB, lanesB)) {
+            float* outA[2] = {lanesA.filtered[0].data(), lanesA.filtered[1].data()};
+            float* outB[2] = {lanesB.filtered[0].data(), lanesB.filtered[1].data()};
+            VoiceFilter::processPair(a.filter, signalA, outA, channelsA, madeA, b.filter, signalB, outB, channelsB,
+                                     madeB);
+            signalA[0] = outA[0], signalA[1] = outA[1];
+            signalB[0] = outB[0], signalB[1] = outB[1];
+        } else {
+            if (madeA > 0) a.filterStage(callA, lanesA, signalA, channelsA, madeA);
+            if (madeB > 0) b.filterStage(callB, lanesB, signalB, channelsB, madeB);
+        }
+        if (madeA > 0) a.renderBack(engine, callA, lanesA, signalA, channelsA, offsetA, madeA);
+        if (madeB > 0) b.renderBack(engine, callB, lanesB, signalB, channelsB, offsetB, madeB);
+        offsetA += madeA, offsetB += madeB;
+        onA = onA && a.state != kIdle;
+        onB = onB && b.state != kIdle;
+    }
+    a.endRender();
+    b.endRender();
+}
+
+void Voice::endRender() noexcept {
+    if (state == kIdle) flags = uint8_t((flags & 0xF8) | kDead);
+}
+
+bool Voice::beginRender(Morvek& engine, int32_t& offset, int32_t& count, Call& call) {
+    if (state == kIdle) {
+        flags = uint8_t((flags & 0xF8) | kDead);
+        return false;
+    }
     // Only a record set up by hand lacks these; it has nothing to play.
-    if (!group || !wave || !slot || !output) return;
+    if (!group || !wave || !slot || !output) return false;
     if (delay_left > 1) {
         if (state == kRelease) {
             kill();
-            return;
+            return false;
         }
         if (double(count) <= delay_left) {
             delay_left -= double(count);
-            return;
+            return false;
         }
         const auto skip = int32_t(delay_left);
         offset += skip;
@@ -105,7 +177,6 @@ void Voice::render(Morvek& engine, int32_t offset, int32_t count) {
 
     const ZnPlug::Wave& w = *wave;
     const ZnPlug::ProcessContext& ctx = engine.context();
-    Call call;
     call.waveEnd = double(std::min(w.end, w.frames()));
     call.waveStart = std::min(double(w.start), call.waveEnd);
     call.loopStart = call.waveStart;
@@ -120,7 +191,7 @@ void Voice::render(Morvek& engine, int32_t offset, int32_t count) {
     if (position >= call.waveEnd && !repeats) {
         position = 0;
         kill();
-        return;
+        return false;
     }
     call.panBase = group->pan + static_pan;
     call.ampBase = group->amp + static_volume;
@@ -139,27 +210,31 @@ void Voice::render(Morvek& engine, int32_t offset, int32_t count) {
     if (channel && (channel->changes & ~uint32_t(Channel::kChangeController))) smooth_left = kSmoothSamples;
     if (smooth_left == 0) refreshControlSlots(engine);
     bpm_ratio = (w.tempo > 0 && ctx.tempo > 0) ? float(std::log(ctx.tempo / double(w.tempo)) / std::log(2.0)) : 0.0f;
-
-    while (count > 0) {
-        const int32_t n = std::min(kSubBlock, count);
-        count -= n;
-        offset += renderBlock(engine, call, offset, n, count == 0);
-        if (state == kIdle) break;
-    }
-    if (state == kIdle) flags = uint8_t((flags & 0xF8) | kDead);
+    return true;
 }
 
 int32_t Voice::renderBlock(Morvek& engine, const Call& call, int32_t offset, int32_t n, bool last) {
     VoiceLanes& lanes = engine.lanes();
+    const int32_t made = renderFront(call, lanes, n, last);
+    if (made <= 0) return 0;
+    float* signal[2] = {lanes.raw[0].data(), lanes.raw[1].data()};
+    int32_t channels = call.waveChannels;
+    filterStage(call, lanes, signal, channels, made);
+    renderBack(engine, call, lanes, signal, channels, offset, made);
+    return made;
+}
+
+int32_t Voice::renderFront(const Call& call, VoiceLanes& lanes, int32_t n, bool last) {
     const int32_t lanesMade = fillLanes(lanes, call, n);
     const int32_t made = readSamples(call, lanes, lanesMade);
     if (made <= 0) return 0;
     if (declick_left > 0) declick(call, lanes, made);
     if (last) keepLastOutputs(call, lanes, made);
+    return made;
+}
 
-    float* signal[2] = {lanes.raw[0].data(), lanes.raw[1].data()};
-    int32_t channels = call.waveChannels;
-    filterStage(call, lanes, signal, channels, made);
+void Voice::renderBack(Morvek& engine, const Call& call, VoiceLanes& lanes, float** signal, int32_t channels,
+                       int32_t offset, int32_t made) {
     insertStage(call, lanes, signal, channels, made);
     groupSends(engine, call, lanes, signal, channels, offset, made, true);
     volumeAndPan(call, lanes, signal, channels, made);
@@ -168,7 +243,6 @@ int32_t Voice::renderBlock(Morvek& engine, const Call& call, int32_t offset, int
     slotPan(signal, channels, made);
     slotSends(engine, signal, channels, offset, made, false);
     mixOutput(call, signal, channels, offset, made);
-    return made;
 }
 
 int32_t Voice::fillLanes(VoiceLanes& lanes, const Call& call, int32_t n) {
@@ -360,6 +434,15 @@ void Voice::filterStage(const Call& call, VoiceLanes& lanes, float** signal, int
     filter.process(freq, res, drive, constant, signal, out, channels, n, call.rateRatio);
     signal[0] = out[0];
     if (channels == 2) signal[1] = out[1];
+}
+
+bool Voice::filterHolds(const Call& call, VoiceLanes& lanes) const noexcept {
+    constexpr uint32_t kFilterLanes = (1u << VoiceLanes::kFilterFreq) | (1u << VoiceLanes::kFilterRes) |
+                                      (1u << VoiceLanes::kFilterDrive);
+    if (filter.type == kFilterOff || (call.modulated && (lanes.moving & kFilterLanes))) return false;
+    if (!call.modulated) return filter.holdsOneStage(filter.filter_freq, filter.filter_res, filter.filter_drive);
+    return filter.holdsOneStage(lanes.lane(VoiceLanes::kFilterFreq)[0], lanes.lane(VoiceLanes::kFilterRes)[0],
+                                lanes.lane(VoiceLanes::kFilterDrive)[0]);
 }
 
 void Voice::insertStage(const Call& call, VoiceLanes& lanes, float** signal, int32_t& channels, int32_t n) {

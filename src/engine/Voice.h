@@ -259,8 +259,9 @@ private:
     int32_t renderFront(const Call& call, VoiceLanes& lanes, int32_t n, bool last);
     void renderBack(Morvek& engine, const Call& call, VoiceLanes& lanes, float** signal, int32_t channels,
                     int32_t offset, int32_t made);
-    // The filter runs one stage on coefficients that hold through the sub-block.
-    bool filterHolds(const Call& call, VoiceLanes& lanes) const noexcept;
+    // The filter's part of a sub-block, its lanes made ready as process() reads them.
+    VoiceFilter::Side filterSide(const Call& call, VoiceLanes& lanes, float* const* signal, float* const* out,
+                                 int32_t channels, int32_t n);
     // The per-sample control part: glide, pitch ratio, modulators, lanes. Stops after the sample
     // at which the envelope went idle.
     int32_t fillLanes(VoiceLanes& lanes, const Call& call, int32_t n);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <tuple>
 
 #include "engine/FastMath.h"
 #include "engine/FilterCoefficients.h"
@@ -291,42 +292,64 @@ void VoiceFilter::process(const float* freqLane, const float* resLane, const flo
     flushMemories();
 }
 
-bool VoiceFilter::holdsOneStage(float freq, float res, float drive) const noexcept {
-    if (type == kFilterOff || slope == kSlope24dB) return false;
-    float F, R, D;
-    target(&freq, &res, &drive, 0, F, R, D);
+bool VoiceFilter::sharesPass(const Side& side) const noexcept {
+    if (type == kFilterOff || slope == kSlope24dB || side.n <= 0 || side.n > Stretch::kLength) return false;
+    const int32_t n = side.n;
+    const bool constant = side.constant || (FastMath::holdsStill(side.freq, n) && FastMath::holdsStill(side.res, n) &&
+                                            FastMath::holdsStill(side.drive, n));
     const bool shapes = type <= kFilterNotch;
-    return F == cached_freq && R == cached_res && (shapes ? D == 0 : D == cached_drive);
+    float F, R, D;
+    target(side.freq, side.res, side.drive, 0, F, R, D);
+    if (constant) return F == cached_freq && R == cached_res && (shapes ? D == 0 : D == cached_drive);
+    return !shapes || (D == 0 && FastMath::holdsStill(side.drive, n));
 }
 
-template <bool Two>
-void VoiceFilter::runHeld(VoiceFilter& a, const float* const* inA, float* const* outA, int32_t channelsA,
-                          VoiceFilter* b, const float* const* inB, float* const* outB, int32_t channelsB,
-                          int32_t from, int32_t to) noexcept {
+bool VoiceFilter::prepareSide(const Side& side, double rateRatio, Stretch& stretch) noexcept {
+    const int32_t n = side.n;
+    if (side.constant || (FastMath::holdsStill(side.freq, n) && FastMath::holdsStill(side.res, n) &&
+                          FastMath::holdsStill(side.drive, n)))
+        return false;
+    if (type <= kFilterNotch)
+        designStretch<true>(side.freq, side.res, side.drive, n, rateRatio, stretch);
+    else
+        designStretch<false>(side.freq, side.res, side.drive, n, rateRatio, stretch);
+    return true;
+}
+
+template <bool MovesA, bool MovesB, bool Two>
+void VoiceFilter::runSides(VoiceFilter& a, const Side& sideA, const Stretch* stretchA, VoiceFilter* b,
+                           const Side* sideB, const Stretch* stretchB, int32_t from, int32_t to) noexcept {
     using FastMath::F4;
     // Lanes 0 and 1 are a's channels, 2 and 3 b's; each lane runs run()'s operations on its own.
     const VoiceFilter& k = Two ? *b : a;
-    const F4 c0{a.b0, a.b0, k.b0, k.b0}, c1{a.b1, a.b1, k.b1, k.b1}, c2{a.b2, a.b2, k.b2, k.b2};
-    const F4 d1{a.a1, a.a1, k.a1, k.a1}, d2{a.a2, a.a2, k.a2, k.a2};
+    const float held[2][5] = {{a.b0, a.b1, a.b2, a.a1, a.a2}, {k.b0, k.b1, k.b2, k.a1, k.a2}};
     auto memoryOf = [&](float Memory::*field) {
         const float other0 = Two ? b->memory[0][0].*field : 0.0f, other1 = Two ? b->memory[1][0].*field : 0.0f;
         return F4{a.memory[0][0].*field, a.memory[1][0].*field, other0, other1};
     };
     F4 x1 = memoryOf(&Memory::x1), x2 = memoryOf(&Memory::x2), y1 = memoryOf(&Memory::y1), y2 = memoryOf(&Memory::y2);
-    const float* a0 = inA[0];
-    const float* a1 = inA[channelsA - 1];
-    float* dstA0 = outA[0];
-    float* dstA1 = outA[channelsA - 1];
-    const bool stereoA = channelsA == 2;
-    const float* b0 = Two ? inB[0] : nullptr;
-    const float* b1 = Two ? inB[channelsB - 1] : nullptr;
-    float* dstB0 = Two ? outB[0] : nullptr;
-    float* dstB1 = Two ? outB[channelsB - 1] : nullptr;
-    const bool stereoB = channelsB == 2;
+    const float* a0 = sideA.in[0];
+    const float* a1 = sideA.in[sideA.channels - 1];
+    float* dstA0 = sideA.out[0];
+    float* dstA1 = sideA.out[sideA.channels - 1];
+    const bool stereoA = sideA.channels == 2;
+    const float* b0 = Two ? sideB->in[0] : nullptr;
+    const float* b1 = Two ? sideB->in[sideB->channels - 1] : nullptr;
+    float* dstB0 = Two ? sideB->out[0] : nullptr;
+    float* dstB1 = Two ? sideB->out[sideB->channels - 1] : nullptr;
+    const bool stereoB = Two && sideB->channels == 2;
     for (int32_t i = from; i < to; ++i) {
-        const F4 x = Two ? F4{a0[i], a1[i], b0[i], b1[i]} : F4{a0[i], a1[i], 0, 0};
-        const F4 y = c0 * x + c1 * x1 + c2 * x2 - d2 * y2 - d1 * y1;
-        x2 = x1, x1 = x, y2 = y1, y1 = y;
+        const auto x = std::size_t(i);
+        auto coefficient = [&](std::size_t c) {
+            const float p = MovesA ? stretchA->set[c][x] : held[0][c];
+            const float q = MovesB ? stretchB->set[c][x] : held[1][c];
+            return F4{p, p, q, q};
+        };
+        const F4 c0 = coefficient(0), c1 = coefficient(1), c2 = coefficient(2), d1 = coefficient(3),
+                 d2 = coefficient(4);
+        const F4 in = Two ? F4{a0[i], a1[i], b0[i], b1[i]} : F4{a0[i], a1[i], 0, 0};
+        const F4 y = c0 * in + c1 * x1 + c2 * x2 - d2 * y2 - d1 * y1;
+        x2 = x1, x1 = in, y2 = y1, y1 = y;
         dstA0[i] = y[0];
         if (stereoA) dstA1[i] = y[1];
         if constexpr (Two) {
@@ -339,15 +362,32 @@ void VoiceFilter::runHeld(VoiceFilter& a, const float* const* inA, float* const*
         for (std::size_t ch = 0; ch < 2; ++ch) b->memory[ch][0] = {x1[ch + 2], x2[ch + 2], y1[ch + 2], y2[ch + 2]};
 }
 
-void VoiceFilter::processPair(VoiceFilter& a, const float* const* inA, float* const* outA, int32_t channelsA,
-                              int32_t nA, VoiceFilter& b, const float* const* inB, float* const* outB,
-                              int32_t channelsB, int32_t nB) noexcept {
-    const int32_t both = std::min(nA, nB);
-    runHeld<true>(a, inA, outA, channelsA, &b, inB, outB, channelsB, 0, both);
-    if (nA > both) runHeld<false>(a, inA, outA, channelsA, nullptr, nullptr, nullptr, 0, both, nA);
-    if (nB > both) runHeld<false>(b, inB, outB, channelsB, nullptr, nullptr, nullptr, 0, both, nB);
-    if (nA > 0) a.flushMemories();
-    if (nB > 0) b.flushMemories();
+void VoiceFilter::processPair(VoiceFilter& a, const Side& sideA, VoiceFilter& b, const Side& sideB,
+                              double rateRatio) noexcept {
+    Stretch stretchA, stretchB;
+    const bool movesA = a.prepareSide(sideA, rateRatio, stretchA);
+    const bool movesB = b.prepareSide(sideB, rateRatio, stretchB);
+    const int32_t both = std::min(sideA.n, sideB.n);
+    const Stretch* sa = &stretchA;
+    const Stretch* sb = &stretchB;
+    if (movesA && movesB)
+        runSides<true, true, true>(a, sideA, sa, &b, &sideB, sb, 0, both);
+    else if (movesA)
+        runSides<true, false, true>(a, sideA, sa, &b, &sideB, sb, 0, both);
+    else if (movesB)
+        runSides<false, true, true>(a, sideA, sa, &b, &sideB, sb, 0, both);
+    else
+        runSides<false, false, true>(a, sideA, sa, &b, &sideB, sb, 0, both);
+    // The longer one goes on alone.
+    for (auto [f, side, stretch, moves] : {std::tuple{&a, &sideA, sa, movesA}, std::tuple{&b, &sideB, sb, movesB}}) {
+        if (side->n <= both) continue;
+        if (moves)
+            runSides<true, false, false>(*f, *side, stretch, nullptr, nullptr, nullptr, both, side->n);
+        else
+            runSides<false, false, false>(*f, *side, stretch, nullptr, nullptr, nullptr, both, side->n);
+    }
+    a.flushMemories();
+    b.flushMemories();
 }
 
 void VoiceFilter::flushMemories() noexcept {

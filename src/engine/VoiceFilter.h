@@ -32,14 +32,25 @@ struct VoiceFilter {
     void process(const float* freqLane, const float* resLane, const float* driveLane, bool constant,
                  const float* const* in, float* const* out, int32_t channels, int32_t n, double rateRatio) noexcept;
 
-    // Whether process() over lanes of these single values would only run one biquad stage on
-    // coefficients that hold: the smoothing has arrived and there is nothing to shape.
-    bool holdsOneStage(float freq, float res, float drive) const noexcept;
-    // process() of two filters that hold, `nA` and `nB` samples: the same samples, with one
-    // vector carrying both channels of both while both run.
-    static void processPair(VoiceFilter& a, const float* const* inA, float* const* outA, int32_t channelsA, int32_t nA,
-                            VoiceFilter& b, const float* const* inB, float* const* outB, int32_t channelsB,
-                            int32_t nB) noexcept;
+    // One voice's part of a pass that two filters share: its signal, its count, and its control
+    // lanes as process() takes them (index 0 alone when `constant`).
+    struct Side {
+        const float* const* in = nullptr;
+        float* const* out = nullptr;
+        int32_t channels = 1;
+        int32_t n = 0;
+        const float* freq = nullptr;
+        const float* res = nullptr;
+        const float* drive = nullptr;
+        bool constant = true;
+    };
+    // Whether process() of `side` would run one stage with nothing to shape: on coefficients
+    // that hold (the smoothing has arrived), or on moving ones without drive.
+    bool sharesPass(const Side& side) const noexcept;
+    // process() of two filters that share a pass: the same samples, with one vector carrying
+    // both channels of both while both run.
+    static void processPair(VoiceFilter& a, const Side& sideA, VoiceFilter& b, const Side& sideB,
+                            double rateRatio) noexcept;
 
     // sin and cos of w by the polynomials the product has always used: close on 0..pi/2,
     // increasingly off towards pi.
@@ -95,12 +106,14 @@ private:
     template <int Stages, bool Shapes>
     void run(const float* freqLane, const float* resLane, const float* driveLane, bool constant,
              const float* const* in, float* const* out, int32_t channels, int32_t n, double rateRatio) noexcept;
-    // Samples `from` to `to` of process()'s one-stage loop on held coefficients, for `a` and,
-    // when given, `b` beside it.
-    template <bool Two>
-    static void runHeld(VoiceFilter& a, const float* const* inA, float* const* outA, int32_t channelsA,
-                        VoiceFilter* b, const float* const* inB, float* const* outB, int32_t channelsB, int32_t from,
-                        int32_t to) noexcept;
+    // A side's coefficients for a shared pass: held in the fields, or designed into `stretch`
+    // sample by sample (true).
+    bool prepareSide(const Side& side, double rateRatio, Stretch& stretch) noexcept;
+    // Samples `from` to `to` of the one-stage loop for `a` and, when given, `b` beside it; each
+    // takes its coefficients from its stretch when it moves, else from its fields.
+    template <bool MovesA, bool MovesB, bool Two>
+    static void runSides(VoiceFilter& a, const Side& sideA, const Stretch* stretchA, VoiceFilter* b, const Side* sideB,
+                         const Stretch* stretchB, int32_t from, int32_t to) noexcept;
     // Memories that have decayed to nothing audible are set to 0 before they turn denormal.
     void flushMemories() noexcept;
 };

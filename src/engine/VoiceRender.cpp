@@ -123,14 +123,21 @@ void Voice::renderPair(Morvek& engine, Voice& a, Voice& b, int32_t offset, int32
         float* signalA[2] = {lanesA.raw[0].data(), lanesA.raw[1].data()};
         float* signalB[2] = {lanesB.raw[0].data(), lanesB.raw[1].data()};
         int32_t channelsA = callA.waveChannels, channelsB = callB.waveChannels;
-        if (madeA > 0 && madeB > 0 && a.filterHolds(callA, lanesA) && b.filterHolds(callB, lanesB)) {
+        bool shared = false;
+        if (madeA > 0 && madeB > 0 && a.filter.type != kFilterOff && b.filter.type != kFilterOff &&
+            callA.rateRatio == callB.rateRatio) {
             float* outA[2] = {lanesA.filtered[0].data(), lanesA.filtered[1].data()};
             float* outB[2] = {lanesB.filtered[0].data(), lanesB.filtered[1].data()};
-            VoiceFilter::processPair(a.filter, signalA, outA, channelsA, madeA, b.filter, signalB, outB, channelsB,
-                                     madeB);
-            signalA[0] = outA[0], signalA[1] = outA[1];
-            signalB[0] = outB[0], signalB[1] = outB[1];
-        } else {
+            const VoiceFilter::Side sideA = a.filterSide(callA, lanesA, signalA, outA, channelsA, madeA);
+            const VoiceFilter::Side sideB = b.filterSide(callB, lanesB, signalB, outB, channelsB, madeB);
+            shared = a.filter.sharesPass(sideA) && b.filter.sharesPass(sideB);
+            if (shared) {
+                VoiceFilter::processPair(a.filter, sideA, b.filter, sideB, callA.rateRatio);
+                signalA[0] = outA[0], signalA[1] = outA[1];
+                signalB[0] = outB[0], signalB[1] = outB[1];
+            }
+        }
+        if (!shared) {
             if (madeA > 0) a.filterStage(callA, lanesA, signalA, channelsA, madeA);
             if (madeB > 0) b.filterStage(callB, lanesB, signalB, channelsB, madeB);
         }
@@ -412,8 +419,8 @@ void Voice::keepLastOutputs(const Call& call, const VoiceLanes& lanes, int32_t n
     }
 }
 
-void Voice::filterStage(const Call& call, VoiceLanes& lanes, float** signal, int32_t channels, int32_t n) {
-    if (filter.type == kFilterOff) return;
+VoiceFilter::Side Voice::filterSide(const Call& call, VoiceLanes& lanes, float* const* signal, float* const* out,
+                                    int32_t channels, int32_t n) {
     float* freq = lanes.lane(VoiceLanes::kFilterFreq);
     float* res = lanes.lane(VoiceLanes::kFilterRes);
     float* drive = lanes.lane(VoiceLanes::kFilterDrive);
@@ -424,25 +431,30 @@ void Voice::filterStage(const Call& call, VoiceLanes& lanes, float** signal, int
     }
     constexpr uint32_t kFilterLanes = (1u << VoiceLanes::kFilterFreq) | (1u << VoiceLanes::kFilterRes) |
                                       (1u << VoiceLanes::kFilterDrive);
-    const bool constant = !call.modulated || !(lanes.moving & kFilterLanes);
-    if (!constant) {
+    VoiceFilter::Side side;
+    side.constant = !call.modulated || !(lanes.moving & kFilterLanes);
+    if (!side.constant) {
         lanes.spread(VoiceLanes::kFilterFreq, n);
         lanes.spread(VoiceLanes::kFilterRes, n);
         lanes.spread(VoiceLanes::kFilterDrive, n);
     }
-    float* out[2] = {lanes.filtered[0].data(), lanes.filtered[1].data()};
-    filter.process(freq, res, drive, constant, signal, out, channels, n, call.rateRatio);
-    signal[0] = out[0];
-    if (channels == 2) signal[1] = out[1];
+    side.in = signal;
+    side.out = out;
+    side.channels = channels;
+    side.n = n;
+    side.freq = freq;
+    side.res = res;
+    side.drive = drive;
+    return side;
 }
 
-bool Voice::filterHolds(const Call& call, VoiceLanes& lanes) const noexcept {
-    constexpr uint32_t kFilterLanes = (1u << VoiceLanes::kFilterFreq) | (1u << VoiceLanes::kFilterRes) |
-                                      (1u << VoiceLanes::kFilterDrive);
-    if (filter.type == kFilterOff || (call.modulated && (lanes.moving & kFilterLanes))) return false;
-    if (!call.modulated) return filter.holdsOneStage(filter.filter_freq, filter.filter_res, filter.filter_drive);
-    return filter.holdsOneStage(lanes.lane(VoiceLanes::kFilterFreq)[0], lanes.lane(VoiceLanes::kFilterRes)[0],
-                                lanes.lane(VoiceLanes::kFilterDrive)[0]);
+void Voice::filterStage(const Call& call, VoiceLanes& lanes, float** signal, int32_t channels, int32_t n) {
+    if (filter.type == kFilterOff) return;
+    float* out[2] = {lanes.filtered[0].data(), lanes.filtered[1].data()};
+    const VoiceFilter::Side side = filterSide(call, lanes, signal, out, channels, n);
+    filter.process(side.freq, side.res, side.drive, side.constant, signal, out, channels, n, call.rateRatio);
+    signal[0] = out[0];
+    if (channels == 2) signal[1] = out[1];
 }
 
 void Voice::insertStage(const Call& call, VoiceLanes& lanes, float** signal, int32_t& channels, int32_t n) {

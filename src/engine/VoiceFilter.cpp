@@ -98,12 +98,13 @@ MV_HOT_INLINE void VoiceFilter::target(const float* freqLane, const float* resLa
 template <bool Shapes>
 void VoiceFilter::designStretch(const float* freqLane, const float* resLane, const float* driveLane, int32_t m,
                                 double rateRatio, Stretch& stretch) noexcept {
-    // First the targets, then the smoothing, then the coefficients of the samples that moved it,
+    // First the targets, then the smoothing and the coefficients of the samples that moved it,
     // four side by side, while the others keep those before them. The smoothing runs on copies:
     // in the fields, every step would wait for the last one's store to memory.
     alignas(16) std::array<std::array<float, Stretch::kLength + 4>, 3> smoothed;  // F, R, D
     alignas(16) std::array<std::array<float, Stretch::kLength>, 2> targets;      // F, R
     std::array<bool, Stretch::kLength + 4> moved;
+    std::array<bool, Stretch::kLength / 4 + 1> designed{};
     float* drive = stretch.set[5].data();
     {
         // target() four at a time: the lanes and the stretch hold whole vectors.
@@ -160,11 +161,13 @@ void VoiceFilter::designStretch(const float* freqLane, const float* resLane, con
             for (int32_t q = 0; q < 4; ++q) step(j + q);
             continue;
         }
+        // A group that all moved gets its coefficients at once.
         const auto x = std::size_t(j);
-        moved[x] = moved[x + 1] = moved[x + 2] = moved[x + 3] = true;
-        FastMath::store4(&smoothed[0][x], F);
-        FastMath::store4(&smoothed[1][x], R);
-        FastMath::store4(&smoothed[2][x], FastMath::load4(drive + j));
+        designed[x / 4] = true;
+        const Lanes4 four = Lanes4::design(type, slope, F, R, FastMath::load4(drive + j), rateRatio);
+        FastMath::store4(&stretch.set[0][x], four.b0), FastMath::store4(&stretch.set[1][x], four.b1);
+        FastMath::store4(&stretch.set[2][x], four.b2), FastMath::store4(&stretch.set[3][x], four.a1);
+        FastMath::store4(&stretch.set[4][x], four.a2);
         lastFreq = F[3], lastRes = R[3], lastDrive = drive[j + 3];
         freqSmooth = s3, resSmooth = q3;
     }
@@ -175,27 +178,27 @@ void VoiceFilter::designStretch(const float* freqLane, const float* resLane, con
         smoothed[0][x] = smoothed[1][x] = smoothed[2][x] = 0;
         moved[x] = false;
     }
+    // The other groups: the samples that moved take their own coefficients, the others keep
+    // those before them.
     Lane last{b0, b1, b2, a1, a2};
     for (std::size_t x = 0; x < std::size_t(m); x += 4) {
+        if (designed[x / 4]) continue;
+        if (x > 0)
+            last = {stretch.set[0][x - 1], stretch.set[1][x - 1], stretch.set[2][x - 1], stretch.set[3][x - 1],
+                    stretch.set[4][x - 1]};
         Lanes4 four{};
-        const bool all = moved[x] && moved[x + 1] && moved[x + 2] && moved[x + 3];
-        if (all || moved[x] || moved[x + 1] || moved[x + 2] || moved[x + 3])
+        if (moved[x] || moved[x + 1] || moved[x + 2] || moved[x + 3])
             four = Lanes4::design(type, slope, FastMath::load4(&smoothed[0][x]), FastMath::load4(&smoothed[1][x]),
                                   FastMath::load4(&smoothed[2][x]), rateRatio);
-        if (all) {
-            FastMath::store4(&stretch.set[0][x], four.b0), FastMath::store4(&stretch.set[1][x], four.b1);
-            FastMath::store4(&stretch.set[2][x], four.b2), FastMath::store4(&stretch.set[3][x], four.a1);
-            FastMath::store4(&stretch.set[4][x], four.a2);
-            last = {four.b0[3], four.b1[3], four.b2[3], four.a1[3], four.a2[3]};
-            continue;
-        }
         for (std::size_t l = 0; l < 4 && x + l < std::size_t(m); ++l) {
             if (moved[x + l]) last = {four.b0[l], four.b1[l], four.b2[l], four.a1[l], four.a2[l]};
             stretch.set[0][x + l] = last.b0, stretch.set[1][x + l] = last.b1, stretch.set[2][x + l] = last.b2;
             stretch.set[3][x + l] = last.a1, stretch.set[4][x + l] = last.a2;
         }
     }
-    b0 = last.b0, b1 = last.b1, b2 = last.b2, a1 = last.a1, a2 = last.a2;
+    const auto end = std::size_t(m - 1);
+    b0 = stretch.set[0][end], b1 = stretch.set[1][end], b2 = stretch.set[2][end];
+    a1 = stretch.set[3][end], a2 = stretch.set[4][end];
 }
 
 template <int Stages, bool Shapes>

@@ -26,17 +26,30 @@ inline constexpr float kDriveToGainExponent = 0.3f;
 // The shelves' slope parameter stays away from 0, where its formula divides by it.
 inline constexpr float kMinShelfSlope = 0.0001f;
 
-// sin and cos of w by the polynomials the product has always used, in float precision.
+// sin and cos of w by the polynomials the product has always used, in float precision. The
+// forms that write through a reference serve vectors wider than the base ABI passes.
 template <class V>
-V polySin(V w) noexcept {
+MV_HOT_INLINE void polySinInto(const V& w, V& out) noexcept {
     const V u = w * w;
     const V p = (((-2.39e-08f * u + 2.7526e-06f) * u - 0.000198409f) * u + 0.00833333f) * u - 0.166667f;
-    return (p * u + 1.0f) * w;
+    out = (p * u + 1.0f) * w;
 }
 template <class V>
-V polyCos(V w) noexcept {
+MV_HOT_INLINE void polyCosInto(const V& w, V& out) noexcept {
     const V u = w * w;
-    return ((((-2.605e-07f * u + 2.47609e-05f) * u - 0.00138884f) * u + 0.0416666f) * u - 0.5f) * u + 1.0f;
+    out = ((((-2.605e-07f * u + 2.47609e-05f) * u - 0.00138884f) * u + 0.0416666f) * u - 0.5f) * u + 1.0f;
+}
+template <class V>
+MV_HOT_INLINE V polySin(V w) noexcept {
+    V out;
+    polySinInto(w, out);
+    return out;
+}
+template <class V>
+MV_HOT_INLINE V polyCos(V w) noexcept {
+    V out;
+    polyCosInto(w, out);
+    return out;
 }
 
 struct OneLane {

@@ -431,21 +431,13 @@ VoiceFilter::Side Voice::filterSide(const Call& call, VoiceLanes& lanes, float* 
     }
     constexpr uint32_t kFilterLanes = (1u << VoiceLanes::kFilterFreq) | (1u << VoiceLanes::kFilterRes) |
                                       (1u << VoiceLanes::kFilterDrive);
-    VoiceFilter::Side side;
-    side.constant = !call.modulated || !(lanes.moving & kFilterLanes);
-    if (!side.constant) {
+    const bool constant = !call.modulated || !(lanes.moving & kFilterLanes);
+    if (!constant) {
         lanes.spread(VoiceLanes::kFilterFreq, n);
         lanes.spread(VoiceLanes::kFilterRes, n);
         lanes.spread(VoiceLanes::kFilterDrive, n);
     }
-    side.in = signal;
-    side.out = out;
-    side.channels = channels;
-    side.n = n;
-    side.freq = freq;
-    side.res = res;
-    side.drive = drive;
-    return side;
+    return {signal, out, channels, n, freq, res, drive, constant};
 }
 
 void Voice::filterStage(const Call& call, VoiceLanes& lanes, float** signal, int32_t channels, int32_t n) {

@@ -1,5 +1,6 @@
 #include "engine/Envelope.h"
 
+#include <algorithm>
 #include <cstring>
 #include <xmmintrin.h>
 
@@ -44,19 +45,25 @@ void Envelope::release(float level3) noexcept {
 }
 
 void Envelope::advance(int32_t n) noexcept {
-    for (int32_t left = n; left > 0; --left) {
+    // Outputs nobody reads; the segments run as in tickBlock(), and the last sample's output is
+    // the one kept.
+    constexpr int32_t kScratch = 256;
+    float scratch[kScratch];
+    const float gain = FastMath::clamp01(amp + amp_mod);
+    while (n > 0) {
         if (seg_rate_now == 0 && holding()) {
             // Held: the next sample settles the level into 0..1 and every one after it puts out
             // the same.
             tick();
-            if (left > 1) tick();
+            if (n > 1) tick();
             return;
         }
-        // Only the last sample's output is read.
-        if (left == 1)
-            tick();
-        else
-            move();
+        int32_t made = 0;
+        float o = out, lv = level, pos = seg_pos;
+        const bool ended = runSegment(scratch, made, std::min(n, kScratch), gain, o, lv, pos);
+        out = o, level = lv, seg_pos = pos;
+        n -= made;
+        if (ended) endSegment(seg_slope, seg_rate_now, seg_pos);
     }
 }
 

@@ -114,9 +114,7 @@ bool Envelope::runSegment(float* before, int32_t& at, int32_t n, float gain, flo
     using I4 = int32_t __attribute__((vector_size(16)));
     const float rate = seg_rate_now, d = seg_slope * seg_rate_now;
     constexpr int kSeen = 9;
-    constexpr int32_t kAhead = 256;
     float seenLevel[kSeen], seenPos[kSeen];
-    alignas(16) float level[kAhead + 8], place[kAhead + 8];
     // In locals, which the stores to `before` cannot alias.
     float o = outRef, lv = levelRef, pos = posRef;
     int32_t i = at;
@@ -156,69 +154,56 @@ bool Envelope::runSegment(float* before, int32_t& at, int32_t n, float gain, flo
                 break;
             }
         }
-        // Predictions for the next samples, four at a time: the level's units from the repeating
-        // increments, the position by its last step.
-        const int32_t ahead = std::min(kAhead, n - i);
+        // Four samples at a time: the levels from the repeating increments of their units, the
+        // positions by the last step, each checked against one step from the one before it; the
+        // outputs of the ones that hold straight away.
         const int32_t* pattern = steps + (kSeen - 1 - period);
         const int span = period < 4 ? 4 : period;  // samples after which the offsets repeat
         alignas(16) int32_t offsets[8];
         int32_t sum = 0;
         for (int t = 0; t < span; ++t) offsets[t] = sum += pattern[t % period];
         const float posStep = seenPos[kSeen - 1] - seenPos[kSeen - 2];
-        level[0] = lv, place[0] = pos;
-        const F4 kUnit4 = FastMath::splat4(kUnit), count4{1, 2, 3, 4};
+        const F4 kUnit4 = FastMath::splat4(kUnit), count4{1, 2, 3, 4}, step4 = FastMath::splat4(d);
+        const F4 rate4 = FastMath::splat4(rate), gain4 = FastMath::splat4(gain), one = FastMath::splat4(1.0f);
+        const float start = pos;
         int32_t base = units[kSeen - 1];
-        for (int32_t m = 0, k = 0; m < ahead; m += 4) {
+        int32_t made = 0;
+        for (int k = 0; i + made + 4 <= n;) {
             I4 off;
             std::memcpy(&off, offsets + k, sizeof off);
-            FastMath::store4(level + m + 1, __builtin_convertvector(base + off, F4) * kUnit4);
-            FastMath::store4(place + m + 1, pos + (float(m) + count4) * posStep);
+            const F4 next = __builtin_convertvector(base + off, F4) * kUnit4;
+            const F4 place = start + (float(made) + count4) * posStep;
+            const F4 from{lv, next[0], next[1], next[2]};
+            const F4 fromPos{pos, place[0], place[1], place[2]};
+            const auto good = (FastMath::clamp01(from + step4) == next) & (fromPos + rate4 == place);
+            const auto past = place >= one;
+            __m128 goodMask, pastMask;
+            std::memcpy(&goodMask, &good, sizeof goodMask);
+            std::memcpy(&pastMask, &past, sizeof pastMask);
+            const int goodBits = _mm_movemask_ps(goodMask), pastBits = _mm_movemask_ps(pastMask);
+            // Lanes up to the first that fails, and up to the one where the segment ends.
+            int take = goodBits == 15 ? 4 : __builtin_ctz(~unsigned(goodBits));
+            if (pastBits != 0 && __builtin_ctz(unsigned(pastBits)) < take) {
+                take = __builtin_ctz(unsigned(pastBits)) + 1;
+                ended = true;
+            }
+            if (take == 0) break;
+            // Each sample's output is the cube of the level it starts from; the one before it
+            // goes out first.
+            const F4 outs = gain4 * from * from * from;
+            if (take == 4) {
+                FastMath::store4(before + i + made, F4{o, outs[0], outs[1], outs[2]});
+            } else {
+                before[i + made] = o;
+                for (int l = 1; l < take; ++l) before[i + made + l] = outs[l - 1];
+            }
+            o = outs[take - 1];
+            made += take;
+            lv = next[take - 1], pos = place[take - 1];
+            if (take < 4 || ended) break;
             k += 4;
             if (k == span) k = 0, base += sum;
         }
-        for (int32_t m = ahead + 1; m < ahead + 8; ++m) level[m] = place[m] = -1.0f;
-
-        // The predictions that hold.
-        const F4 step4 = FastMath::splat4(d), rate4 = FastMath::splat4(rate);
-        int32_t kept = 0;
-        while (kept < ahead) {
-            const F4 x = FastMath::load4(level + kept), p = FastMath::load4(place + kept);
-            const auto good = (FastMath::clamp01(x + step4) == FastMath::load4(level + kept + 1)) &
-                              (p + rate4 == FastMath::load4(place + kept + 1));
-            __m128 mask;
-            std::memcpy(&mask, &good, sizeof mask);
-            const int bits = _mm_movemask_ps(mask);
-            if (bits != 15) {
-                kept += __builtin_ctz(~unsigned(bits));
-                break;
-            }
-            kept += 4;
-        }
-        kept = std::min(kept, ahead);
-        if (kept == 0) continue;
-        // The segment ends on the first kept position at or past 1.
-        int32_t made = kept;
-        const F4 one = FastMath::splat4(1.0f);
-        for (int32_t m = 1; m <= kept; m += 4) {
-            const auto past = FastMath::load4(place + m) >= one;
-            __m128 mask;
-            std::memcpy(&mask, &past, sizeof mask);
-            if (const int bits = _mm_movemask_ps(mask); bits != 0) {
-                made = std::min(kept, m + __builtin_ctz(unsigned(bits)));
-                ended = made < kept || place[made] >= 1.0f;
-                break;
-            }
-        }
-        before[i] = o;
-        const F4 gain4 = FastMath::splat4(gain);
-        int32_t m = 1;
-        for (; m + 4 <= made; m += 4) {
-            const F4 v = FastMath::load4(level + m - 1);
-            FastMath::store4(before + i + m, gain4 * v * v * v);
-        }
-        for (; m < made; ++m) before[i + m] = gain * level[m - 1] * level[m - 1] * level[m - 1];
-        o = gain * level[made - 1] * level[made - 1] * level[made - 1];
-        lv = level[made], pos = place[made];
         i += made;
     }
     outRef = o, levelRef = lv, posRef = pos, at = i;

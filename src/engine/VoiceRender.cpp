@@ -511,12 +511,21 @@ void Voice::volumeAndPan(const Call& call, VoiceLanes& lanes, float** signal, in
         channels = out;
         return;
     }
+    const bool panHolds = !lanes.moves(VoiceLanes::kPan);
     const float* panLane = lanes.spread(VoiceLanes::kPan, n);
     const float* volLane = lanes.spread(VoiceLanes::kVolume, n);
+    // A pan that holds gives its two sides once; a moving level alone scales them.
+    const F4 heldPan = FastMath::clampSigned(FastMath::splat4(panLane[0] + call.panBase));
+    const F4 heldLeft = FastMath::clamp01(1.0f - heldPan), heldRight = FastMath::clamp01(1.0f + heldPan);
     for (int32_t i = 0; i < roundUp4(n); i += 4) {
-        const F4 p = FastMath::clampSigned(load4(panLane + i) + call.panBase);
         const F4 vol = FastMath::clamp01(load4(volLane + i) + call.ampBase);
-        const F4 lg = FastMath::clamp01(1.0f - p) * vol, rg = FastMath::clamp01(1.0f + p) * vol;
+        F4 lg, rg;
+        if (panHolds) {
+            lg = heldLeft * vol, rg = heldRight * vol;
+        } else {
+            const F4 p = FastMath::clampSigned(load4(panLane + i) + call.panBase);
+            lg = FastMath::clamp01(1.0f - p) * vol, rg = FastMath::clamp01(1.0f + p) * vol;
+        }
         const F4 a = load4(l + i);
         if (channels == 1 && out == 2) {
             store4(r + i, a * rg);

@@ -91,6 +91,12 @@ struct LfoCore {
             // Four phases that span less than a point and begin and end on the same one share it.
             const bool near = uint64_t(inc) * 3 < (uint64_t(1) << 24);
             before[i] = o;
+            // Past its fade the fade is 1, and multiplying by it changes nothing.
+            if (f == 1.0f)
+                for (; i + 4 < n; i += 4) {
+                    FastMath::store4(before + i + 1, valuesAt(at, near) * gain);
+                    at += inc4;
+                }
             for (; i + 4 < n; i += 4) {
                 FastMath::store4(before + i + 1, valuesAt(at, near) * gain * f * f);
                 at += inc4;
